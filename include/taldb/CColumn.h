@@ -1,0 +1,49 @@
+// One column of a table: its definition (name and type) and the value it
+// holds for the record last read into its table.
+#ifndef TALDB_CCOLUMN_H
+#define TALDB_CCOLUMN_H
+
+#include <cstdint>
+
+#include "taldb/Export.h"
+
+namespace TalDB {
+
+enum { TYPE_INT = 0, TYPE_BIGINT = 1, TYPE_VARCHAR = 2, TYPE_NONE = 5 };
+
+class TALDB_EXPORT CColumn {
+ public:
+  CColumn();
+  explicit CColumn(const char* name);
+  CColumn(const CColumn& other);
+  // A member-wise copy would give two columns one value buffer to free.
+  CColumn& operator=(const CColumn&) = delete;
+  ~CColumn();
+
+  // Parses a definition such as "id[int]"; 0, 1 (unknown type word) or
+  // 2 (no "[").
+  int SetInfo(const char* definition);
+  // Replaces the value with a copy of value (the empty text for null).
+  int SetData(const char* value);
+  int GetDataStr(char* buf, unsigned int size);
+  int GetDataBigInt(int64_t& out);
+  int GetDataInt(int& out);
+  bool isPrimaryKey() const;
+  // The value itself, or null while the column has never been given one.
+  const char* data() const;
+  const char* name() const;
+  int type() const;
+
+ private:
+  // An absent value reads as the empty text everywhere.
+  const char* valueText() const;
+
+  char* m_name;
+  int m_type;
+  bool m_primaryKey;
+  char* m_data;
+};
+
+}  // namespace TalDB
+
+#endif  // TALDB_CCOLUMN_H

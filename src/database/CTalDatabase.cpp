@@ -1,0 +1,436 @@
+#include "taldb/CTalDatabase.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <new>
+
+#include "gux.h"
+#include "table/RecordNames.h"
+#include "taldb/CUtils.h"
+#include "util/Guards.h"
+#include "util/Path.h"
+#include "util/TextBuffer.h"
+
+namespace TalDB {
+
+namespace {
+
+constexpr const char kDefaultHost[] = "127.0.0.1";
+
+// Mode of the table directories; the process's file-creation mask applies.
+constexpr mode_t kTableDirMode = 0775;
+// Mode of the schema and data directories made by Create.
+constexpr mode_t kTreeMode = 0700;
+
+// The placeholders of seed records, in the order they are replaced.
+struct Placeholder {
+  const char* text;
+  const char* replacement;
+};
+
+// Turns one item of a column specification, such as "id(int)", into a schema
+// definition "id[int]". Returns 0, 11 for an item that begins with "(" or ")",
+// or 1 for a type other than "int" and "varchar".
+int AppendColumnItem(const char* item, bool first, TextBuffer& schema, bool& noMemory) {
+  size_t length = strlen(item);
+  const char* open = strchr(item, '(');
+  const char* close = strchr(item, ')');
+  if (open == item || close == item) return 11;
+  const char* nameEnd = open != nullptr ? open : item + length;
+  const char* typeStart = open != nullptr ? open + 1 : item;
+  const char* typeEnd = (close != nullptr && close >= typeStart) ? close : item + length;
+  size_t typeLength = typeEnd - typeStart;
+  bool known = (typeLength == 3 && strncmp(typeStart, "int", 3) == 0) ||
+               (typeLength == 7 && strncmp(typeStart, "varchar", 7) == 0);
+  if (!known) return 1;
+  noMemory = (!first && !schema.append('|')) || !schema.append(item, nameEnd - item) ||
+             !schema.append('[') || !schema.append(typeStart, typeLength) || !schema.append(']');
+  return 0;
+}
+
+}  // namespace
+
+CTalDatabase* CTalDatabase::m_instance = nullptr;
+
+// ---- Instance ---------------------------------------------------------------
+
+CTalDatabase* CTalDatabase::Instance() {
+  if (m_instance == nullptr) {
+    m_instance = new (std::nothrow) CTalDatabase();
+    if (m_instance == nullptr) ErrorA(18, "no memory");
+  }
+  return m_instance;
+}
+
+void CTalDatabase::Delete() {
+  delete m_instance;
+  m_instance = nullptr;
+}
+
+CTalDatabase::CTalDatabase()
+    : m_dbPath(), m_opened(false), m_tables(), m_tableCount(0), m_id(1), m_host() {
+  guxstrcpy(m_host, kDefaultHost, sizeof(m_host));
+}
+
+CTalDatabase::~CTalDatabase() { destroyTables(); }
+
+void CTalDatabase::destroyTables() {
+  for (CTable* table : m_tables) delete table;
+  m_tables.clear();
+  m_tableCount = 0;
+}
+
+const char* CTalDatabase::path() const { return m_dbPath; }
+bool CTalDatabase::isOpened() const { return m_opened; }
+int CTalDatabase::tableCount() const { return m_tableCount; }
+const std::vector<CTable*>& CTalDatabase::tables() const { return m_tables; }
+int CTalDatabase::id() const { return m_id; }
+const char* CTalDatabase::host() const { return m_host; }
+
+// ---- Opening ----------------------------------------------------------------
+
+int CTalDatabase::open(const char* root) {
+  if (!ParamsPresent(root)) return 20;
+  guxstrcpy(m_dbPath, root, sizeof(m_dbPath));
+  return open();
+}
+
+int CTalDatabase::open() {
+  if (m_opened) return 0;
+  if (m_dbPath[0] == '\0') {
+    ErrorA(20, "Tal DB's path is NULL! Please try open(xxx)");
+    return 20;
+  }
+  char schemaDir[kPathLimit];
+  RootPath(schemaDir, m_dbPath, kSchemaDir);
+  CDirIterator dir;
+  if (dir.open(schemaDir) != 0) return 10;
+  // Every entry of the schema directory is a table, whatever kind of entry.
+  while (struct dirent* entry = dir.read()) {
+    if (IsDotEntry(entry->d_name)) continue;
+    int rc = registerNewTable(entry->d_name);
+    if (rc != 0) return rc;
+  }
+  m_opened = true;
+  return 0;
+}
+
+int CTalDatabase::open(_kwConfigClass* config) {
+  if (!ParamsPresent(config)) return 20;
+  char configFile[kPathLimit];
+  pthread_mutex_lock(config->mutex());
+  guxstrcpy(configFile, config->filePath() != nullptr ? config->filePath() : "",
+            sizeof(configFile));
+  pthread_mutex_unlock(config->mutex());
+
+  int length = InifileGetValueA(_gux_config_section_string_table_[GUX_CFG_SECTION_STORAGE],
+                                _gux_config_entry_string_table_[GUX_CFG_ENTRY_STORAGE_DATABASE],
+                                m_dbPath, sizeof(m_dbPath), "", configFile);
+  if (length < 1) {
+    ErrorA(20, "can't find StorageDatabase Path from [%s]", configFile);
+    return 20;
+  }
+  return open();
+}
+
+CTable* CTalDatabase::GetTable(const char* name) {
+  if (!ParamsPresent(name)) return nullptr;
+  for (CTable* table : m_tables) {
+    if (strcmp(table->name(), name) == 0) return table;
+  }
+  return nullptr;
+}
+
+int CTalDatabase::registerNewTable(const char* name) {
+  CTable* table = new (std::nothrow) CTable(m_dbPath, name);
+  if (table == nullptr) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  int rc = table->Open();
+  if (rc == 0) {
+    try {
+      m_tables.push_back(table);
+      ++m_tableCount;
+      return 0;
+    } catch (const std::bad_alloc&) {
+      ErrorA(18, "no memory");
+      rc = 18;
+    }
+  }
+  delete table;
+  return rc;
+}
+
+void CTalDatabase::unregister(CTable* table) {
+  auto at = std::find(m_tables.begin(), m_tables.end(), table);
+  if (at == m_tables.end()) return;
+  m_tables.erase(at);
+  --m_tableCount;
+  delete table;
+}
+
+// ---- Catalogue ----------------------------------------------------------------
+
+int CTalDatabase::createSchemaF(const char* table, const char* schema) {
+  if (!ParamsPresent(table, schema)) return 20;
+  char path[kPathLimit];
+  TablePath(path, m_dbPath, kSchemaDir, table);
+  size_t length = strlen(schema);
+  char fingerprint[65] = "";
+  KwFPFromData_r(schema, length, fingerprint, sizeof(fingerprint), 3);
+
+  int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) {
+    ErrorA(4, "failed to create schema file: %s", path);
+    return 4;
+  }
+  // Write failures after the file was opened are not detected: the schema file
+  // is written once, when the table is made, and read back at every open.
+  TextBuffer content;
+  if (content.append(schema, length) && content.append('\n') && content.append(fingerprint)) {
+    safe_write(fd, content.data(), content.size());
+  }
+  ::close(fd);
+  return 0;
+}
+
+int CTalDatabase::addTableWithSchema(const char* name, const char* schema) {
+  int rc = createSchemaF(name, schema);
+  if (rc != 0) {
+    ErrorA(rc, "creat schema error [%s]", name);
+    return rc;
+  }
+  createTableF(name);
+  rc = registerNewTable(name);
+  if (rc != 0) ErrorA(rc, "open table error");
+  return rc;
+}
+
+int CTalDatabase::AddTable(const char* name, const char* columns) {
+  if (!ParamsPresent(name, columns)) return 20;
+  if (GetTable(name) != nullptr) {
+    ErrorA(20, "table [%s] already exist", name);
+    return 20;
+  }
+  char* copy = strdup(columns);
+  if (copy == nullptr) {
+    ErrorA(18, "can't strdup");
+    return 18;
+  }
+  CUtils::strstrip(copy);
+  TextBuffer schema;
+  int rc = 0;
+  bool noMemory = false;
+  char* cursor = copy;
+  for (bool first = true; char* item = StringGetNextA(&cursor, ','); first = false) {
+    rc = AppendColumnItem(item, first, schema, noMemory);
+    if (rc != 0 || noMemory) break;
+  }
+  free(copy);
+  if (noMemory) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  return rc != 0 ? rc : addTableWithSchema(name, schema.data());
+}
+
+int CTalDatabase::CheckAddTable(const char* name, const char* iniFile) {
+  if (!ParamsPresent(name, iniFile)) return 20;
+  if (GetTable(name) != nullptr) return 0;
+  char schema[kValueLimit];
+  if (InifileGetValueA(name, "schema", schema, sizeof(schema), nullptr, iniFile) < 1) {
+    ErrorA(12, "Can't get table [%s] schema information from inifile [%s]", name, iniFile);
+    return 12;
+  }
+  return addTableWithSchema(name, schema);
+}
+
+int CTalDatabase::createTableF(const char* name) {
+  if (!ParamsPresent(name)) return 20;
+  char path[kPathLimit];
+  TablePath(path, m_dbPath, kDataDir, name);
+  // An existing directory is as good as a new one; anything worse shows up
+  // when the table's records are first used.
+  mkdir(path, kTableDirMode);
+  return 0;
+}
+
+int CTalDatabase::DropTable(const char* name) {
+  if (!ParamsPresent(name)) return 20;
+  CTable* table = GetTable(name);
+  if (table == nullptr) {
+    ErrorA(14, "table %s does not exist", name);
+    return 7;
+  }
+  int rc = DropTable(table);
+  if (rc != 0) {
+    ErrorA(rc, "can't drop table [%s]", name);
+    return rc;
+  }
+  unregister(table);
+  return 0;
+}
+
+int CTalDatabase::DropTable(CTable* table) {
+  if (table == nullptr) {
+    ErrorA(20, "parameter null");
+    return 20;
+  }
+  if (table->records() != 0) {
+    ErrorA(14, "the table is not empty");
+    return 14;
+  }
+  char path[kPathLimit];
+  TablePath(path, m_dbPath, kDataDir, table->name());
+  if (rmdir(path) == -1) {
+    int error = errno;
+    ErrorA(20, "can't rmdir [%s], reason [%s]", path, strerror(error));
+    return 20;
+  }
+  TablePath(path, m_dbPath, kSchemaDir, table->name());
+  if (unlink(path) != 0) {
+    int error = errno;
+    ErrorA(20, "can't unlink [%s], reason [%s]", path, strerror(error));
+    return 20;
+  }
+  return 0;
+}
+
+int CTalDatabase::drop() {
+  while (!m_tables.empty()) {
+    CTable* table = m_tables.front();
+    int rc = table->clear();
+    if (rc != 0) {
+      ErrorA(rc, "can't clear talbe [%s]", table->name());
+      return rc;
+    }
+    rc = DropTable(table);
+    if (rc != 0) {
+      ErrorA(rc, "can't Drop table [%s]", table->name());
+      return rc;
+    }
+    unregister(table);
+  }
+  for (const char* sub : {kSchemaDir, kDataDir, kContainerDir}) {
+    char path[kPathLimit];
+    RootPath(path, m_dbPath, sub);
+    if (!DeleteTreeA(path)) {
+      int error = errno;
+      ErrorA(20, "can delete dir [%s] reason [%s]", path, strerror(error));
+      return 20;
+    }
+  }
+  return 0;
+}
+
+// ---- Creation, recovery, seeding --------------------------------------------
+
+int CTalDatabase::Create(const char* iniFile, int id, const char* host) {
+  if (!ParamsPresent(iniFile)) return 20;
+  m_id = id != 0 ? id : 1;
+  guxstrcpy(m_host, host != nullptr && host[0] != '\0' ? host : kDefaultHost, sizeof(m_host));
+  if (gux_access(iniFile, 0) != 0) {
+    ErrorA(20, "can't find ini file at [%s]", iniFile);
+    return 20;
+  }
+  for (const char* sub : {kSchemaDir, kDataDir}) {
+    char path[kPathLimit];
+    RootPath(path, m_dbPath, sub);
+    if (!CreateTreeA(path, kTreeMode)) {
+      ErrorA(20, "Create Tree [%s] failed", path);
+      return 20;
+    }
+  }
+
+  char list[4095];
+  char* sections = list;
+  int length = InifileGetValueA(nullptr, nullptr, list, sizeof(list), nullptr, iniFile);
+  if (length < 1) {
+    ErrorA(12, "Can't get value [%s]", iniFile);
+    return 12;
+  }
+  // A long section list is read again, whole, into a buffer of its own.
+  char* large = nullptr;
+  if (length > static_cast<int>(sizeof(list))) {
+    large = static_cast<char*>(malloc(length + 1));
+    if (large == nullptr) {
+      ErrorA(18, "no memory");
+      return 18;
+    }
+    InifileGetValueA(nullptr, nullptr, large, length, nullptr, iniFile);
+    sections = large;
+  }
+
+  // The first section describes the database, not a table.
+  char* cursor = sections;
+  StringGetNextA(&cursor, '\0');
+  int rc = 0;
+  while (char* table = StringGetNextA(&cursor, '\0')) {
+    char schema[kValueLimit];
+    if (InifileGetValueA(table, "schema", schema, sizeof(schema), nullptr, iniFile) < 1) {
+      rc = 12;
+      break;
+    }
+    rc = createSchemaF(table, schema);
+    if (rc != 0) break;
+    createTableF(table);
+    rc = insertRecordsFromIni(table, iniFile);
+    if (rc != 0) break;
+  }
+  free(large);
+  return rc;
+}
+
+int CTalDatabase::recover() {
+  for (CTable* table : m_tables) {
+    int rc = table->recover();
+    if (rc != 0) return rc;
+  }
+  return 0;
+}
+
+int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {
+  if (!ParamsPresent(table, inifile)) return 20;
+  if (__guxlog_trace_location) {
+    __TraceA("%s: Insert record from table=%s, inifile=%s", "insertRecordsFromIni", table,
+             inifile);
+  }
+  // A table object of its own, with its own mutex: seeding neither needs nor
+  // touches the catalogue.
+  CTable seeded(m_dbPath, table);
+  int rc = seeded.Open();
+  if (rc != 0) {
+    ErrorA(rc, "Can't get table");
+    return rc;
+  }
+  char idText[128];
+  snprintf(idText, sizeof(idText), "%i", m_id);
+  const Placeholder placeholders[] = {
+      {"{{$talid}}", idText}, {"{{$talhost}}", m_host}, {"{{$talversion}}", "1.0"}};
+
+  for (int n = 1;; ++n) {
+    char key[128];
+    snprintf(key, sizeof(key), "rec_%i", n);
+    char record[4095];
+    if (InifileGetValueA(table, key, record, sizeof(record), nullptr, inifile) < 1) return 0;
+    for (const Placeholder& placeholder : placeholders) {
+      if (StringFindAndReplaceA(record, sizeof(record), placeholder.text,
+                                placeholder.replacement) == 0) {
+        ErrorA(19, "Unable to replace %s", placeholder.text);
+        return 19;
+      }
+    }
+    rc = seeded.addRecord(record, nullptr, 0);
+    if (rc != 0) return rc;
+  }
+}
+
+}  // namespace TalDB

@@ -1,0 +1,658 @@
+#include "taldb/CTable.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <exception>
+#include <new>
+
+#include "gux.h"
+#include "table/RecordCondition.h"
+#include "table/RecordNames.h"
+#include "taldb/CUtils.h"
+#include "util/Guards.h"
+#include "util/LineReader.h"
+#include "util/Path.h"
+#include "util/TextBuffer.h"
+
+namespace TalDB {
+
+namespace {
+
+// A table's mutex, counted so that it lives as long as the last table object
+// that refers to it: copies share their source's mutex, and an assignment must
+// be able to let go of the one the target had without pulling it away from
+// that target's own copies.
+struct SharedMutex {
+  pthread_mutex_t mutex;  // first, so that a pointer to it is one to the whole
+  std::atomic<int> users;
+};
+
+pthread_mutex_t* NewMutex() {
+  SharedMutex* shared = new (std::nothrow) SharedMutex;
+  if (shared == nullptr) {
+    ErrorA(18, "no memory");
+    return nullptr;
+  }
+  pthread_mutex_init(&shared->mutex, nullptr);
+  shared->users = 1;
+  return &shared->mutex;
+}
+
+pthread_mutex_t* ShareMutex(pthread_mutex_t* mutex) {
+  if (mutex != nullptr) reinterpret_cast<SharedMutex*>(mutex)->users++;
+  return mutex;
+}
+
+void ReleaseMutex(pthread_mutex_t* mutex) {
+  if (mutex == nullptr) return;
+  SharedMutex* shared = reinterpret_cast<SharedMutex*>(mutex);
+  if (--shared->users == 0) {
+    pthread_mutex_destroy(&shared->mutex);
+    delete shared;
+  }
+}
+
+char* CopyText(const char* text) { return strdup(text != nullptr ? text : ""); }
+
+const char* TextOf(const char* text) { return text != nullptr ? text : ""; }
+
+const char* ValueOf(const CColumn* column) { return TextOf(column->data()); }
+
+// The first column of the given name, with the lookups' report when there is
+// none; the report's code is -1 for text lookups and 13 for numeric ones.
+CColumn* KeyColumn(CTable& table, const char* key, int reportCode) {
+  CColumn* column = table.getcolumn(key);
+  if (column == nullptr && key != nullptr) InfoA(reportCode, "can't find column by key [%s]", key);
+  return column;
+}
+
+// The stored form of the current record: the values of the second to the
+// last column, each followed by "|". The first column is the file name.
+bool SerializeRecord(const std::vector<CColumn*>& columns, TextBuffer& out) {
+  for (size_t i = 1; i < columns.size(); ++i) {
+    if (!out.append(ValueOf(columns[i])) || !out.append('|')) return false;
+  }
+  return true;
+}
+
+int ExposeColumns(const std::vector<CColumn*>& columns, std::vector<CColumn*>& out) {
+  try {
+    out = columns;
+  } catch (const std::bad_alloc&) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  return 0;
+}
+
+}  // namespace
+
+// ---- Object ---------------------------------------------------------------
+
+CTable::CTable()
+    : m_name(CopyText("")),
+      m_path(),
+      m_schemaPath(),
+      m_dbPath(CopyText("")),
+      m_mutex(nullptr),
+      m_ownMutex(false) {}
+
+CTable::CTable(const char* dbPath, const char* name)
+    : m_name(CopyText(name)),
+      m_path(),
+      m_schemaPath(),
+      m_dbPath(CopyText(dbPath)),
+      m_mutex(NewMutex()),
+      m_ownMutex(m_mutex != nullptr) {
+  if (dbPath == nullptr || name == nullptr) ErrorA(20, "invalid parameter");
+}
+
+CTable::CTable(const CTable& other)
+    : m_name(CopyText(other.m_name)),
+      m_path(),
+      m_schemaPath(),
+      m_dbPath(CopyText(other.m_dbPath)),
+      m_mutex(ShareMutex(other.m_mutex)),
+      m_ownMutex(false) {
+  guxstrcpy(m_path, other.m_path, kPathLimit);
+  guxstrcpy(m_schemaPath, other.m_schemaPath, kPathLimit);
+  copyColumnsFrom(other);
+}
+
+CTable& CTable::operator=(const CTable& other) {
+  if (this == &other) return *this;
+  free(m_name);
+  m_name = CopyText(other.m_name);
+  free(m_dbPath);
+  m_dbPath = CopyText(other.m_dbPath);
+  deleteColumns();
+  guxstrcpy(m_path, other.m_path, kPathLimit);
+  guxstrcpy(m_schemaPath, other.m_schemaPath, kPathLimit);
+  copyColumnsFrom(other);
+  pthread_mutex_t* previous = m_mutex;
+  m_mutex = ShareMutex(other.m_mutex);
+  m_ownMutex = false;
+  ReleaseMutex(previous);
+  return *this;
+}
+
+CTable::~CTable() {
+  deleteColumns();
+  ReleaseMutex(m_mutex);
+  m_mutex = nullptr;
+  m_dirIter.close();
+  free(m_name);
+  free(m_dbPath);
+}
+
+void CTable::deleteColumns() {
+  for (CColumn* column : m_columns) delete column;
+  m_columns.clear();
+}
+
+void CTable::copyColumnsFrom(const CTable& other) {
+  try {
+    m_columns.reserve(other.m_columns.size());
+  } catch (const std::bad_alloc&) {
+    ErrorA(18, "no memory");
+    return;
+  }
+  for (const CColumn* source : other.m_columns) {
+    // The column copy reports a value it could not duplicate and stays valueless.
+    CColumn* copy = new (std::nothrow) CColumn(*source);
+    if (copy == nullptr) {
+      ErrorA(18, "no memory");
+      return;
+    }
+    m_columns.push_back(copy);
+  }
+}
+
+const char* CTable::name() const { return TextOf(m_name); }
+const std::vector<CColumn*>& CTable::columns() const { return m_columns; }
+const char* CTable::path() const { return m_path; }
+const char* CTable::schemaPath() const { return m_schemaPath; }
+bool CTable::hasLock() const { return m_mutex != nullptr; }
+
+// ---- Schema ---------------------------------------------------------------
+
+int CTable::Open() {
+  if (!LockAcquired(m_mutex)) return 20;
+  TablePath(m_path, TextOf(m_dbPath), kDataDir, TextOf(m_name));
+  TablePath(m_schemaPath, TextOf(m_dbPath), kSchemaDir, TextOf(m_name));
+  if (gux_access(m_schemaPath, 0) != 0) {
+    ErrorA(3, "no such file [%s]", m_schemaPath);
+    return 3;
+  }
+  MutexGuard hold(m_mutex);
+  try {
+    return readSchema(m_schemaPath);
+  } catch (const std::exception& e) {
+    ErrorA(4, "Catched runtime exception in readSchema: %s", e.what());
+  } catch (...) {
+    ErrorA(4, "Catched unknown runtime exception in readSchema");
+  }
+  return 4;
+}
+
+int CTable::Open(const char* name) {
+  if (!ParamsPresent(name)) return 20;
+  char* copy = CopyText(name);
+  if (copy == nullptr) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  free(m_name);
+  m_name = copy;
+  return Open();
+}
+
+int CTable::readSchema(const char* path) {
+  // The old columns go first, so a failed read leaves the table without any.
+  deleteColumns();
+  if (!ParamsPresent(path)) return 20;
+  LineReader line;
+  LineReader::Result read = line.read(path);
+  if (read == LineReader::kCannotOpen) {
+    ErrorA(4, "failed to open schema file: %s", path);
+    return 4;
+  }
+  if (read == LineReader::kNoMemory) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  if (line.size() == 0) {
+    InfoA(5, "schema length is 0");
+    return 5;
+  }
+  // A definition that does not parse ends the schema; the columns before it
+  // stand and the read still succeeds.
+  char* cursor = line.data();
+  while (char* definition = StringGetNextA(&cursor, '|')) {
+    CColumn* column = new (std::nothrow) CColumn();
+    if (column == nullptr) {
+      ErrorA(18, "no memory");
+      return 18;
+    }
+    if (column->SetInfo(definition) != 0) {
+      delete column;
+      break;
+    }
+    try {
+      m_columns.push_back(column);
+    } catch (const std::bad_alloc&) {
+      delete column;
+      ErrorA(18, "no memory");
+      return 18;
+    }
+  }
+  return 0;
+}
+
+CColumn* CTable::getcolumn(const char* name) {
+  if (!ParamsPresent(name)) return nullptr;
+  for (CColumn* column : m_columns) {
+    if (strcmp(column->name(), name) == 0) return column;
+  }
+  return nullptr;
+}
+
+// ---- Reading one record ---------------------------------------------------
+
+int CTable::readRecord(const char* name) {
+  if (!ParamsPresent(name)) return 20;
+  char path[kPathLimit];
+  JoinPath(path, m_path, name);
+  LineReader line;
+  LineReader::Result read = line.read(path);
+  if (read == LineReader::kCannotOpen) {
+    ErrorA(8, "failed to open record file: %s", path);
+    return 8;
+  }
+  if (read == LineReader::kNoMemory) return 18;
+  if (line.size() == 0) {
+    ErrorA(16, "record length is 0, error");
+    return 16;
+  }
+  if (m_columns.empty()) return 0;
+
+  // The values are set in column order and nothing is undone on a failure:
+  // callers do not use the columns after one.
+  size_t set = 0;
+  if (m_columns[0]->SetData(name) == 0) {
+    set = 1;
+    char* cursor = line.data();
+    char value[kValueLimit];
+    for (; set < m_columns.size(); ++set) {
+      char* field = StringGetNextA(&cursor, '|');
+      if (field == nullptr) break;
+      KwStringUnescapeA(field, value, sizeof(value));
+      if (m_columns[set]->SetData(value) != 0) break;
+    }
+  }
+  if (set != m_columns.size()) {
+    ErrorA(16, "can't readRecord: record's content error");
+    return 16;
+  }
+  return 0;
+}
+
+bool CTable::is_ignorable_file(const char* name, bool includeMarked) {
+  if (!ParamsPresent(name)) return true;
+  if (IsDotEntry(name)) return true;
+  if (includeMarked) return false;
+  if (IsMarkedName(name)) {
+    ReportMarkedName(name);
+    return true;
+  }
+  return false;
+}
+
+bool CTable::IsDir(struct dirent* entry, char* dir) {
+  if (!LockAcquired(m_mutex)) return false;
+  if (!ParamsPresent(entry, dir)) return false;
+  char path[kPathLimit];
+  JoinPath(path, dir, entry->d_name);
+  struct stat st;
+  int rc;
+  {
+    MutexGuard hold(m_mutex);
+    rc = stat(path, &st);
+  }
+  return rc == 0 && S_ISDIR(st.st_mode);
+}
+
+// ---- Writing records ------------------------------------------------------
+
+int CTable::safe_save(const char* name, const char* content, int length) {
+  if (!ParamsPresent(name, content) || length < 0) return -1;
+  char temporary[kPathLimit];
+  snprintf(temporary, sizeof(temporary), "%s%s", name, ".tmp");
+
+  int fd = ::open(temporary, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0640);
+  if (fd < 0) {
+    ErrorA(8, "%s: failed to create record file %s (%s)", "safe_save", temporary,
+           strerror(errno));
+    return -1;
+  }
+  if (safe_write(fd, content, length) != length) {
+    ErrorA(20, "%s: safe_write to file %s failed (%s)", "safe_save", temporary, strerror(errno));
+    ::close(fd);
+    return -1;
+  }
+  if (safe_fsync(fd) == -1) {
+    ErrorA(20, "%s: error during safe_fsync of %s (%s)", "safe_save", temporary, strerror(errno));
+    ::close(fd);
+    return -1;
+  }
+  ::close(fd);
+
+  const char* slash = strrchr(temporary, '/');
+  if (slash == nullptr) {
+    ErrorA(20, "%s: Locate Slash in file name [%s] failed.", "safe_save", temporary);
+    return -1;
+  }
+  char directory[kPathLimit];
+  guxstrncpy(directory, temporary, sizeof(directory), slash - temporary);
+
+  // The old file goes first, so that the rename never has to replace one.
+  if (gux_access(name, 0) == 0) {
+    InfoA(0, "remove old record file %s.", name);
+    unlink(name);
+  }
+  if (rename_dirfsync(temporary, name, directory, 0) == -1) {
+    ErrorA(20, "%s: failed to rename record file from [%s] to [%s] (%s).", "safe_save", temporary,
+           name, strerror(errno));
+    return -1;
+  }
+  return 0;
+}
+
+int CTable::saveCurrentRecord(const char* path) {
+  TextBuffer content;
+  if (!SerializeRecord(m_columns, content)) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  if (safe_save(path, content.data(), static_cast<int>(content.size())) == -1) {
+    ErrorA(20, "Error occur when saving record!");
+    return 20;
+  }
+  return 0;
+}
+
+int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
+  if (!LockAcquired(m_mutex)) return 20;
+  if (!ParamsPresent(text)) return 20;
+  char* copy = strdup(text);
+  if (copy == nullptr) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+
+  // The text is split and checked before the lock is taken.
+  TextBuffer content;
+  unsigned int recordId = 0;
+  long count = 0;
+  bool noMemory = false;
+  char token[kValueLimit];
+  char* cursor = copy;
+  while (char* item = StringGetNextA(&cursor, ',')) {
+    CUtils::trim(item);
+    guxstrcpy(token, item, sizeof(token));
+    if (++count == 1 && id == nullptr) {
+      recordId = RecordNumber(token);
+    } else if (!content.append(token) || !content.append('|')) {
+      noMemory = true;
+      break;
+    }
+  }
+  free(copy);
+  if (noMemory) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  long expected = static_cast<long>(m_columns.size()) - (id != nullptr ? 1 : 0);
+  if (count != expected) {
+    ErrorA(11, "record's syntax error ");
+    return 11;
+  }
+
+  MutexGuard hold(m_mutex);
+  if (id != nullptr) {
+    // Unsigned 32-bit arithmetic: an unreadable directory counts as the
+    // largest id, and one more than that is 0.
+    recordId = get_max_id() + 1;
+    if (maxId != 0 && recordId > maxId) {
+      ErrorA(15, "The new record's id(%u) is greater than specified max id(%u).", recordId, maxId);
+      return 15;
+    }
+    *id = static_cast<int>(recordId);
+  }
+  char path[kPathLimit];
+  snprintf(path, sizeof(path), "%s%s%s%s%s%s%i", TextOf(m_dbPath), "/", kDataDir, "/",
+           TextOf(m_name), "/", static_cast<int>(recordId));
+  if (safe_save(path, content.data(), static_cast<int>(content.size())) == -1) {
+    ErrorA(20, "Error occur when saving record!");
+    return 20;
+  }
+  return 0;
+}
+
+unsigned int CTable::get_max_id() {
+  if (m_dirIter.open(m_path) != 0) return 4294967295u;
+  unsigned int largest = 0;
+  while (const char* name = NextRecordName(m_dirIter)) {
+    unsigned int number = RecordNumber(name);
+    if (number > largest) largest = number;
+  }
+  return largest;
+}
+
+int CTable::update(const char* path) {
+  if (!ParamsPresent(path)) return 20;
+  return saveCurrentRecord(path);
+}
+
+int CTable::updateRecord(const char* name, const char* values) {
+  if (!ParamsPresent(name)) return 20;
+  char path[kPathLimit];
+  JoinPath(path, m_path, name);
+  if (!LockAcquired(m_mutex)) return 20;
+
+  MutexGuard hold(m_mutex);
+  if (gux_access(path, 0) != 0) {
+    ErrorA(7, "file not found [%s]", path);
+    return 7;
+  }
+  int rc = readRecord(name);
+  if (rc != 0) return rc;
+  // A null list is a copy that could not be made: update_col reports it.
+  rc = update_col(values != nullptr ? strdup(values) : nullptr);
+  if (rc != 0) return rc;
+  return saveCurrentRecord(path);
+}
+
+int CTable::update_col(char* text) {
+  if (text == nullptr) {
+    ErrorA(18, "no memory");
+    return 18;
+  }
+  int result = 0;
+  char* cursor = text;
+  while (char* assignment = StringGetNextA(&cursor, ',')) {
+    char* value = assignment;
+    char* key = StringGetNextA(&value, '=');
+    if (key == nullptr) {
+      ErrorA(11, "syntax error: no key");
+      result = 11;
+      break;
+    }
+    CUtils::strstrip(key);
+    CUtils::trim(value);
+    CColumn* column = getcolumn(key);
+    if (column == nullptr) {
+      ErrorA(11, "can't get column by key [%s]", key);
+      result = 11;
+      break;
+    }
+    if (column->SetData(value != nullptr ? value : "") != 0) {
+      ErrorA(18, "set data value error");
+      result = 18;
+      break;
+    }
+  }
+  free(text);
+  return result;
+}
+
+int CTable::deleteRecord(const char* name) {
+  if (!LockAcquired(m_mutex)) return 20;
+  if (!ParamsPresent(name)) return 20;
+  char path[kPathLimit];
+  JoinPath(path, m_path, name);
+  MutexGuard hold(m_mutex);
+  unlink(path);
+  return 0;
+}
+
+// ---- Listing and lookups --------------------------------------------------
+
+int CTable::records() {
+  if (!LockAcquired(m_mutex)) return -1;
+  MutexGuard hold(m_mutex);
+  if (m_dirIter.open(m_path) != 0) return -1;
+  int count = 0;
+  while (NextRecordName(m_dirIter) != nullptr) ++count;
+  return count;
+}
+
+int CTable::walkRecords(const char* condition) {
+  // The condition is parsed once for the whole walk, not once per candidate.
+  RecordCondition* parsed = nullptr;
+  if (condition != nullptr) {
+    parsed = new (std::nothrow) RecordCondition(condition);
+    if (parsed == nullptr) {
+      ErrorA(-1, "no memory");
+      return 12;
+    }
+  }
+  int result = 12;
+  while (const char* name = NextRecordName(m_dirIter)) {
+    if (readRecord(name) != 0) continue;
+    if (parsed == nullptr || parsed->matches(m_columns)) {
+      result = 0;
+      break;
+    }
+  }
+  delete parsed;
+  return result;
+}
+
+int CTable::startListing(const char* condition) {
+  if (gux_access(m_path, 0) != 0) return 7;
+  if (!LockAcquired(m_mutex)) return 20;
+  MutexGuard hold(m_mutex);
+  if (m_dirIter.open(m_path) != 0) return 7;
+  return walkRecords(condition);
+}
+
+int CTable::ListRecordsStart(const char* condition) { return startListing(condition); }
+
+int CTable::ListRecordsNext(const char* condition) {
+  if (!LockAcquired(m_mutex)) return 20;
+  MutexGuard hold(m_mutex);
+  return walkRecords(condition);
+}
+
+int CTable::ListRecordsStart(std::vector<CColumn*>& columns, const char* condition) {
+  int rc = ListRecordsStart(condition);
+  return rc == 0 ? ExposeColumns(m_columns, columns) : rc;
+}
+
+int CTable::ListRecordsNext(std::vector<CColumn*>& columns, const char* condition) {
+  int rc = ListRecordsNext(condition);
+  return rc == 0 ? ExposeColumns(m_columns, columns) : rc;
+}
+
+bool CTable::MatchColumn(const char* condition) {
+  if (condition == nullptr) {
+    InfoA(-1, "no condition");
+    return false;
+  }
+  RecordCondition parsed(condition);
+  return parsed.matches(m_columns);
+}
+
+int CTable::startById(const char* id) {
+  if (!ParamsPresent(id)) return 20;
+  char condition[255];
+  snprintf(condition, sizeof(condition), "id=%s", id);
+  return startListing(condition);
+}
+
+int CTable::GetRecord(const char* id, std::vector<CColumn*>& columns) {
+  int rc = startById(id);
+  return rc == 0 ? ExposeColumns(m_columns, columns) : rc;
+}
+
+int CTable::GetValStr(const char* key, char* buf, unsigned int size) {
+  CColumn* column = KeyColumn(*this, key, -1);
+  return column != nullptr ? column->GetDataStr(buf, size) : (key != nullptr ? 13 : 20);
+}
+
+int CTable::GetValStr(const char* id, const char* key, char* buf, unsigned int size) {
+  int rc = startById(id);
+  return rc == 0 ? GetValStr(key, buf, size) : rc;
+}
+
+int CTable::GetValBigInt(const char* key, long& out) {
+  CColumn* column = KeyColumn(*this, key, 13);
+  return column != nullptr ? column->GetDataBigInt(out) : (key != nullptr ? 13 : 20);
+}
+
+int CTable::GetValBigInt(const char* id, const char* key, long& out) {
+  int rc = startById(id);
+  return rc == 0 ? GetValBigInt(key, out) : rc;
+}
+
+int CTable::GetValInt(const char* key, int& out) {
+  CColumn* column = KeyColumn(*this, key, 13);
+  return column != nullptr ? column->GetDataInt(out) : (key != nullptr ? 13 : 20);
+}
+
+int CTable::GetValInt(const char* id, const char* key, int& out) {
+  int rc = startById(id);
+  return rc == 0 ? GetValInt(key, out) : rc;
+}
+
+// ---- Maintenance ----------------------------------------------------------
+
+int CTable::removeEntries(bool markedOnly, int unopenable) {
+  if (!LockAcquired(m_mutex)) return 20;
+  MutexGuard hold(m_mutex);
+  if (m_dirIter.open(m_path) != 0) return unopenable;
+  char path[kPathLimit];
+  while (struct dirent* entry = m_dirIter.read()) {
+    const char* name = entry->d_name;
+    if (IsDotEntry(name) || (markedOnly && !IsMarkedName(name))) continue;
+    // A failed removal is not a failure of the whole walk: what stays shows
+    // up in the next scan.
+    JoinPath(path, m_path, name);
+    unlink(path);
+  }
+  return 0;
+}
+
+int CTable::recover() { return removeEntries(true, 7); }
+
+int CTable::clear() { return removeEntries(false, 17); }
+
+}  // namespace TalDB

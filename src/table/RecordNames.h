@@ -1,0 +1,38 @@
+// Which entries of a table directory are records. Counting, listing, id
+// allocation and recovery all go by this one rule.
+#ifndef TALDB_TABLE_RECORDNAMES_H
+#define TALDB_TABLE_RECORDNAMES_H
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "taldb/CDirIterator.h"
+
+namespace TalDB {
+
+inline bool IsDotEntry(const char* name) {
+  return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+// A name holding ".ADD" or ".UPDATE" is never a record; recovery removes it.
+inline bool IsMarkedName(const char* name) {
+  return strstr(name, ".ADD") != nullptr || strstr(name, ".UPDATE") != nullptr;
+}
+
+// Logs the line every scan gives a marked name.
+void ReportMarkedName(const char* name);
+
+// The next record name of an open directory stream, or null at its end. "."
+// and ".." are passed over silently, marked names with their report. The name
+// stays valid until the stream is read again.
+const char* NextRecordName(CDirIterator& dir);
+
+// The numeric value of a record name for id allocation: what atol makes of it,
+// cut to its low 32 bits ("12.tmp" is 12, "abc" is 0, "-1" is 4294967295).
+inline unsigned int RecordNumber(const char* name) {
+  return static_cast<unsigned int>(atol(name));
+}
+
+}  // namespace TalDB
+
+#endif  // TALDB_TABLE_RECORDNAMES_H

@@ -1,0 +1,51 @@
+#include "util/LineReader.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace TalDB {
+
+LineReader::~LineReader() { free(m_heap); }
+
+bool LineReader::grow() {
+  size_t capacity = m_capacity * 2;
+  char* grown = static_cast<char*>(realloc(m_heap, capacity));
+  if (grown == nullptr) return false;
+  if (m_heap == nullptr) memcpy(grown, m_inline, m_size);
+  m_heap = grown;
+  m_line = grown;
+  m_capacity = capacity;
+  return true;
+}
+
+LineReader::Result LineReader::read(const char* path) {
+  m_size = 0;
+  int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return kCannotOpen;
+  Result result = kRead;
+  for (;;) {
+    // One byte stays free for the terminating NUL.
+    if (m_size + 1 == m_capacity && !grow()) {
+      result = kNoMemory;
+      break;
+    }
+    ssize_t got = ::read(fd, m_line + m_size, m_capacity - 1 - m_size);
+    if (got < 0 && errno == EINTR) continue;
+    // An unreadable rest counts as the end of the file: what was read stands.
+    if (got <= 0) break;
+    const char* feed = static_cast<const char*>(memchr(m_line + m_size, '\n', got));
+    if (feed != nullptr) {
+      m_size = feed - m_line;
+      break;
+    }
+    m_size += got;
+  }
+  ::close(fd);
+  m_line[m_size] = '\0';
+  return result;
+}
+
+}  // namespace TalDB

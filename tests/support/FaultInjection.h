@@ -1,0 +1,39 @@
+// Fault injection for the file-system calls of the store and the utility
+// library. The test program defines open, write, fsync, rename, unlink, mkdir,
+// rmdir and close itself; the shared libraries bind to those definitions, which
+// pass through to the C library unless a test has armed a failure.
+#ifndef TALDB_TESTS_FAULTINJECTION_H
+#define TALDB_TESTS_FAULTINJECTION_H
+
+#include <stddef.h>
+
+#include <string>
+#include <vector>
+
+namespace fault {
+
+enum Call { kOpen, kWrite, kFsync, kRename, kUnlink, kMkdir, kRmdir, kClose, kCallCount };
+
+// Makes the nth call (1-based, counted from now) of `call` fail with errno
+// `err`. With pathContains set, only calls whose path (the source path for
+// rename) contains that text are counted. One failure per call kind is armed at
+// a time; it fires once.
+void failCall(Call call, int err, int nth = 1, const char* pathContains = nullptr);
+
+// Every write hands at most maxBytes to the C library (0 lifts the limit), so
+// callers see partial writes.
+void limitWrite(size_t maxBytes);
+
+// Records the intercepted calls from now on, one text each: "open <path>",
+// "write <fd-path>", "fsync <fd-path>", "close <fd-path>", "unlink <path>",
+// "rename <from> <to>", "mkdir <path>", "rmdir <path>", where <fd-path> is the
+// path the descriptor was opened with (or "?").
+void startRecording();
+std::vector<std::string> stopRecording();
+
+// Disarms everything; the test fixture calls it after each test.
+void reset();
+
+}  // namespace fault
+
+#endif  // TALDB_TESTS_FAULTINJECTION_H
