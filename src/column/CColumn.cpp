@@ -14,7 +14,8 @@ struct TypeWord {
   const char* word;
   int code;
 };
-constexpr TypeWord kTypeWords[] = {{"int", TYPE_INT}, {"bigint", TYPE_BIGINT}, {"varchar", TYPE_VARCHAR}};
+constexpr TypeWord kTypeWords[] = {
+    {"int", TYPE_INT}, {"bigint", TYPE_BIGINT}, {"varchar", TYPE_VARCHAR}};
 
 }  // namespace
 

@@ -400,8 +400,7 @@ int CTalDatabase::recover() {
 int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {
   if (!ParamsPresent(table, inifile)) return 20;
   if (__guxlog_trace_location) {
-    __TraceA("%s: Insert record from table=%s, inifile=%s", "insertRecordsFromIni", table,
-             inifile);
+    __TraceA("%s: Insert record from table=%s, inifile=%s", "insertRecordsFromIni", table, inifile);
   }
   // A table object of its own, with its own mutex: seeding neither needs nor
   // touches the catalogue.

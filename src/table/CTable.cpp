@@ -338,8 +338,7 @@ int CTable::safe_save(const char* name, const char* content, int length) {
 
   int fd = ::open(temporary, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0640);
   if (fd < 0) {
-    ErrorA(8, "%s: failed to create record file %s (%s)", "safe_save", temporary,
-           strerror(errno));
+    ErrorA(8, "%s: failed to create record file %s (%s)", "safe_save", temporary, strerror(errno));
     return -1;
   }
   if (safe_write(fd, content, length) != length) {

@@ -29,9 +29,7 @@ const char* NextRecordName(CDirIterator& dir);
 
 // The numeric value of a record name for id allocation: what atol makes of it,
 // cut to its low 32 bits ("12.tmp" is 12, "abc" is 0, "-1" is 4294967295).
-inline unsigned int RecordNumber(const char* name) {
-  return static_cast<unsigned int>(atol(name));
-}
+inline unsigned int RecordNumber(const char* name) { return static_cast<unsigned int>(atol(name)); }
 
 }  // namespace TalDB
 

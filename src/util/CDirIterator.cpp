@@ -31,11 +31,13 @@ void CDirIterator::close() {
   }
 }
 
-struct dirent* CDirIterator::read() { return m_dir != nullptr ? readdir(m_dir) : nullptr; }
+struct dirent* CDirIterator::read() {
+  return m_dir != nullptr ? readdir(m_dir) : nullptr;
+}
 
 int CDirIterator::read(struct dirent* entry, struct dirent** result) {
   if (m_dir == nullptr) return 0;
-  // The reentrant form is part of the interface hosts use, deprecated or not.
+    // The reentrant form is part of the interface hosts use, deprecated or not.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
   return readdir_r(m_dir, entry, result);
