@@ -143,9 +143,12 @@ void reset() {
 
 using namespace fault;
 
+// The build hides symbols by default; these must reach the shared libraries.
+#define INTERPOSE __attribute__((visibility("default")))
+
 extern "C" {
 
-int open(const char* path, int flags, ...) {
+INTERPOSE int open(const char* path, int flags, ...) {
   va_list args;
   va_start(args, flags);
   mode_t mode = ModeArgument(flags, args);
@@ -153,7 +156,7 @@ int open(const char* path, int flags, ...) {
   return OpenCommon("open", path, flags, mode);
 }
 
-int open64(const char* path, int flags, ...) {
+INTERPOSE int open64(const char* path, int flags, ...) {
   va_list args;
   va_start(args, flags);
   mode_t mode = ModeArgument(flags, args);
@@ -161,7 +164,7 @@ int open64(const char* path, int flags, ...) {
   return OpenCommon("open64", path, flags, mode);
 }
 
-ssize_t write(int fd, const void* buffer, size_t count) {
+INTERPOSE ssize_t write(int fd, const void* buffer, size_t count) {
   static auto real = Next<ssize_t (*)(int, const void*, size_t)>("write");
   if (g_engaged.load(std::memory_order_relaxed) && !t_inside) {
     if (int err = Intercept(kWrite, "write", PathOfFd(fd))) {
@@ -174,7 +177,7 @@ ssize_t write(int fd, const void* buffer, size_t count) {
   return real(fd, buffer, count);
 }
 
-int fsync(int fd) {
+INTERPOSE int fsync(int fd) {
   static auto real = Next<int (*)(int)>("fsync");
   if (int err = Intercept(kFsync, "fsync", PathOfFd(fd))) {
     errno = err;
@@ -183,7 +186,7 @@ int fsync(int fd) {
   return real(fd);
 }
 
-int close(int fd) {
+INTERPOSE int close(int fd) {
   static auto real = Next<int (*)(int)>("close");
   if (g_engaged.load(std::memory_order_relaxed) && !t_inside) {
     std::string path = PathOfFd(fd);
@@ -201,7 +204,7 @@ int close(int fd) {
   return real(fd);
 }
 
-int rename(const char* from, const char* to) {
+INTERPOSE int rename(const char* from, const char* to) {
   static auto real = Next<int (*)(const char*, const char*)>("rename");
   if (int err = Intercept(kRename, "rename", from, std::string(" ") + to)) {
     errno = err;
@@ -210,7 +213,7 @@ int rename(const char* from, const char* to) {
   return real(from, to);
 }
 
-int unlink(const char* path) {
+INTERPOSE int unlink(const char* path) {
   static auto real = Next<int (*)(const char*)>("unlink");
   if (int err = Intercept(kUnlink, "unlink", path)) {
     errno = err;
@@ -219,7 +222,7 @@ int unlink(const char* path) {
   return real(path);
 }
 
-int mkdir(const char* path, mode_t mode) {
+INTERPOSE int mkdir(const char* path, mode_t mode) {
   static auto real = Next<int (*)(const char*, mode_t)>("mkdir");
   if (int err = Intercept(kMkdir, "mkdir", path)) {
     errno = err;
@@ -228,7 +231,7 @@ int mkdir(const char* path, mode_t mode) {
   return real(path, mode);
 }
 
-int rmdir(const char* path) {
+INTERPOSE int rmdir(const char* path) {
   static auto real = Next<int (*)(const char*)>("rmdir");
   if (int err = Intercept(kRmdir, "rmdir", path)) {
     errno = err;

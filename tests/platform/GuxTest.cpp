@@ -1,0 +1,220 @@
+// The utility-library stand-in: the behaviour the store relies on.
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "TempRoot.h"
+#include "gux.h"
+
+namespace {
+
+std::vector<std::string> Tokens(std::string text, char separator) {
+  std::vector<std::string> out;
+  char* cursor = &text[0];
+  while (char* token = StringGetNextA(&cursor, separator)) out.push_back(token);
+  return out;
+}
+
+}  // namespace
+
+TEST(GuxText, TokeniserSplitsInPlace) {
+  using V = std::vector<std::string>;
+  EXPECT_EQ(Tokens("a||b|", '|'), (V{"a", "", "b"}));
+  EXPECT_EQ(Tokens("a", '|'), (V{"a"}));
+  EXPECT_EQ(Tokens("", '|'), V{});
+  EXPECT_EQ(Tokens("k=v=w", '='), (V{"k", "v", "w"}));
+  char* null = nullptr;
+  EXPECT_EQ(StringGetNextA(&null, ','), nullptr);
+  // A NUL-separated list ends at its empty name.
+  std::string list("one\0two\0\0junk", 13);
+  EXPECT_EQ(Tokens(list, '\0'), (V{"one", "two"}));
+}
+
+TEST(GuxText, BoundedCopiesAlwaysTerminate) {
+  char out[4] = "xyz";
+  EXPECT_EQ(guxstrcpy(out, "abcdef", sizeof out), 3u);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_EQ(guxstrcpy(out, "q", 0), 0u);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_EQ(guxstrncpy(out, "abcdef", sizeof out, 2), 2u);
+  EXPECT_STREQ(out, "ab");
+  char value[5];
+  EXPECT_EQ(KwStringUnescapeA("a\\|b\\n", value, sizeof value), 4);
+  EXPECT_STREQ(value, "a\\|b");
+}
+
+TEST(GuxText, FindAndReplace) {
+  struct Case {
+    const char* text;
+    size_t size;
+    const char* placeholder;
+    const char* replacement;
+    int ok;
+    const char* result;
+  } cases[] = {
+      {"{{x}},{{x}}", 64, "{{x}}", "7", 1, "7,7"},
+      {"{{x}}", 64, "{{x}}", "{{x}}{{x}}", 1, "{{x}}{{x}}"},  // replaced text is not rescanned
+      {"plain", 64, "{{x}}", "7", 1, "plain"},
+      {"{{x}}", 8, "{{x}}", "12345678", 0, "{{x}}"},  // would not fit: unchanged
+      {"{{x}}", 9, "{{x}}", "12345678", 1, "12345678"},
+  };
+  for (const Case& c : cases) {
+    char buffer[64];
+    strcpy(buffer, c.text);
+    EXPECT_EQ(StringFindAndReplaceA(buffer, c.size, c.placeholder, c.replacement) != 0, c.ok != 0)
+        << c.text;
+    EXPECT_STREQ(buffer, c.result) << c.text;
+  }
+}
+
+TEST(GuxText, FingerprintIsSha256InHex) {
+  char out[65];
+  EXPECT_EQ(KwFPFromData_r("abc", 3, out, sizeof out, 3), 0);
+  EXPECT_STREQ(out, "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_NE(KwFPFromData_r("abc", 3, out, sizeof out, 2), 0);
+  EXPECT_STREQ(out, "");
+  EXPECT_NE(KwFPFromData_r("abc", 3, out, 64, 3), 0);
+  EXPECT_STREQ(out, "");
+}
+
+TEST(GuxText, WhiteSpaceTableHasTheUsualSixOnly) {
+  for (int c = 0; c < 128; ++c) {
+    bool white = strchr(" \t\n\v\f\r", c) != nullptr && c != 0;
+    EXPECT_EQ((guxascii_ctype_table[c] & 0x10) != 0, white) << c;
+  }
+}
+
+class GuxFileTest : public TempRootTest {};
+
+TEST_F(GuxFileTest, IniReaderRules) {
+  std::string longValue(4000, 'v');
+  writeFile("a.ini",
+            "top = before any section\n"
+            "; comment\n# comment\n\n"
+            "[ one ]\r\n"
+            "  key =  spaced value ; not a comment \r\n"
+            "key = second wins nothing\n"
+            "empty =\n"
+            "long = " +
+                longValue +
+                "\n"
+                "[two]\nKey = upper\n[one]\nlate = yes\n");
+  std::string file = at("a.ini");
+  char buf[8192];
+  struct Case {
+    const char* section;
+    const char* key;
+    int result;
+    const char* value;
+  } cases[] = {
+      {"one", "key", 28, "spaced value ; not a comment"},
+      {"one", "late", 3, "yes"},  // a repeated section continues it
+      {"two", "Key", 5, "upper"},
+      {"two", "key", 0, "dflt"},  // case-sensitive
+      {"one", "empty", 0, "dflt"},
+      {"none", "top", 0, "dflt"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(InifileGetValueA(c.section, c.key, buf, sizeof buf, "dflt", file.c_str()), c.result)
+        << c.key;
+    EXPECT_STREQ(buf, c.value) << c.key;
+  }
+  EXPECT_EQ(InifileGetValueA("one", "long", buf, sizeof buf, nullptr, file.c_str()), 4000);
+  EXPECT_EQ(std::string(buf), longValue);
+  // A short buffer gets a cut copy; the result is still the whole length.
+  EXPECT_EQ(InifileGetValueA("one", "late", buf, 2, nullptr, file.c_str()), 3);
+  EXPECT_STREQ(buf, "y");
+  EXPECT_EQ(InifileGetValueA("one", "x", buf, sizeof buf, nullptr, file.c_str()), 0);
+  EXPECT_STREQ(buf, "");
+  EXPECT_EQ(InifileGetValueA("one", "key", buf, sizeof buf, nullptr, at("missing").c_str()), -1);
+}
+
+TEST_F(GuxFileTest, IniSectionList) {
+  writeFile("a.ini", "[first]\n[second]\n[first]\n[third]\n");
+  writeFile("none.ini", "key = value\n");
+  char buf[64];
+  ASSERT_EQ(InifileGetValueA(nullptr, nullptr, buf, sizeof buf, nullptr, at("a.ini").c_str()), 20);
+  EXPECT_EQ(std::string(buf, 20), std::string("first\0second\0third\0\0", 20));
+  // Too small: whole names that fit, then the final NUL; the full length still.
+  ASSERT_EQ(InifileGetValueA(nullptr, nullptr, buf, 14, nullptr, at("a.ini").c_str()), 20);
+  EXPECT_EQ(std::string(buf, 14), std::string("first\0second\0\0", 14));
+  EXPECT_EQ(InifileGetValueA(nullptr, nullptr, buf, sizeof buf, nullptr, at("none.ini").c_str()),
+            0);
+}
+
+TEST_F(GuxFileTest, DirectoryTrees) {
+  EXPECT_TRUE(CreateTreeA(at("a/b/c").c_str(), 0700));
+  EXPECT_TRUE(CreateTreeA(at("a/b/c").c_str(), 0700));  // existing is fine
+  writeFile("a/file", "x");
+  errno = 0;
+  EXPECT_FALSE(CreateTreeA(at("a/file/d").c_str(), 0700));
+  EXPECT_EQ(errno, ENOTDIR);
+
+  makeDir("outside");
+  writeFile("outside/keep", "x");
+  ASSERT_EQ(symlink(at("outside").c_str(), at("a/b/link").c_str()), 0);
+  EXPECT_TRUE(DeleteTreeA(at("a").c_str()));
+  EXPECT_FALSE(exists("a"));
+  EXPECT_TRUE(exists("outside/keep"));  // the link was removed, not followed
+  EXPECT_TRUE(DeleteTreeA(at("a").c_str()));
+
+  makeDir("b/c");
+  fault::failCall(fault::kRmdir, EBUSY, 1, "/b/c");
+  EXPECT_FALSE(DeleteTreeA(at("b").c_str()));
+  EXPECT_EQ(errno, EBUSY);
+}
+
+TEST_F(GuxFileTest, SafeWriteResumesAfterPartialWrites) {
+  int fd = ::open(at("f").c_str(), O_WRONLY | O_CREAT, 0600);
+  ASSERT_GE(fd, 0);
+  std::string content(1000, 'z');
+  fault::limitWrite(7);
+  EXPECT_EQ(safe_write(fd, content.data(), content.size()), 1000);
+  fault::limitWrite(0);
+  fault::failCall(fault::kWrite, ENOSPC);
+  errno = 0;
+  EXPECT_EQ(safe_write(fd, "abc", 3), 0);
+  EXPECT_EQ(errno, ENOSPC);
+  ::close(fd);
+  EXPECT_EQ(readFile("f"), content);
+}
+
+TEST_F(GuxFileTest, RenameFlushesTheDirectory) {
+  writeFile("from", "x");
+  fault::startRecording();
+  EXPECT_EQ(rename_dirfsync(at("from").c_str(), at("to").c_str(), root_.c_str(), 0), 0);
+  std::vector<std::string> calls = fault::stopRecording();
+  EXPECT_EQ(calls, (std::vector<std::string>{"rename " + at("from") + " " + at("to"),
+                                             "open " + root_, "fsync " + root_, "close " + root_}));
+
+  fault::failCall(fault::kRename, EXDEV);
+  EXPECT_EQ(rename_dirfsync(at("to").c_str(), at("back").c_str(), root_.c_str(), 0), -1);
+  EXPECT_EQ(errno, EXDEV);
+  fault::failCall(fault::kFsync, EIO);
+  EXPECT_EQ(rename_dirfsync(at("to").c_str(), at("back").c_str(), root_.c_str(), 0), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_TRUE(exists("back"));  // the rename itself had happened
+}
+
+TEST_F(GuxFileTest, LogSinkGetsLevelCodeAndText) {
+  ErrorA(20, "%s: %d", "err", 1);
+  InfoA(-1, "info %s", "x");
+  __TraceA("trace %i", 3);
+  std::string longText(3000, 'L');
+  ErrorA(1, "%s", longText.c_str());
+  EXPECT_EQ(log_.take(), (std::vector<LogLine>{Err(20, "err: 1"), Info(-1, "info x"),
+                                               Trace("trace 3"), Err(1, longText)}));
+  EXPECT_EQ(__guxlog_trace_location, 0);
+}
+
+TEST(GuxConfig, ConfigurationNames) {
+  _kwConfigClass config("/etc/host.ini");
+  EXPECT_STREQ(config.filePath(), "/etc/host.ini");
+  EXPECT_STREQ(_gux_config_section_string_table_[GUX_CFG_SECTION_STORAGE], "Storage");
+  EXPECT_STREQ(_gux_config_entry_string_table_[GUX_CFG_ENTRY_STORAGE_DATABASE], "StorageDatabase");
+}
