@@ -1,5 +1,6 @@
 #include "taldb/CColumn.h"
 
+#include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -69,8 +70,18 @@ int CColumn::SetInfo(const char* definition) {
 }
 
 int CColumn::SetData(const char* value) {
+  const char* text = value != nullptr ? value : "";
+  size_t length = strlen(text);
+  // Every record read sets every column, and the records of one table hold
+  // values of much the same length: the old buffer takes the new value when it
+  // fits, which saves a free and a malloc per value.
+  if (m_data != nullptr && length < malloc_usable_size(m_data)) {
+    memmove(m_data, text, length + 1);
+    return 0;
+  }
   free(m_data);
-  m_data = strdup(value != nullptr ? value : "");
+  m_data = static_cast<char*>(malloc(length + 1));
+  if (m_data != nullptr) memcpy(m_data, text, length + 1);
   if (m_data == nullptr) {
     ErrorA(18, "no memory");
     return 18;
