@@ -1,0 +1,82 @@
+// check, recover and the demo: what they report, and what they change on disk.
+#include "ToolFixture.h"
+
+TEST_F(ToolTest, CheckReportsEveryKindOfProblemAndChangesNothing) {
+  createDatabase();
+  ToolResult clean = runAt({"check"});
+  EXPECT_EQ(clean.status, 0);
+  EXPECT_EQ(clean.out, "no problems found under " + root_ + "\n");
+
+  writeFile(data("hosts/4.ADD"), "x|1|");
+  writeFile(data("hosts/1.tmp"), "h1|8|");
+  writeFile(data("hosts/9.tmp"), "z|9|");
+  writeFile(data("hosts/5"), "");
+  writeFile(data("hosts/6"), "only|");
+  makeDir(data("hosts/sub"));
+  makeDir(data("orphan"));
+  writeFile(at("tal/schema/ghost"), "id[int]|a[int]\nfp");
+  writeFile(at("tal/schema/partial"), "id[int]|b|c[int]\nfp");
+  makeDir(data("partial"));
+  writeFile(at("tal/schema/blank"), "\nfp");
+  makeDir(data("blank"));
+
+  auto before = snapshot();
+  ToolResult result = runAt({"check"});
+  EXPECT_EQ(result.status, 1);
+  for (const char* line : {
+           "tal/schema/blank: schema file cannot be loaded (status 5: schema length is 0)\n",
+           "tal/schema/ghost: schema file without a table directory\n",
+           "tal/database/hosts/1.tmp: leftover of an interrupted write; record 1 exists\n",
+           "tal/database/hosts/4.ADD: marked name, never a record; 'taldb recover' removes it\n",
+           "tal/database/hosts/5: record file is empty\n",
+           "tal/database/hosts/6: record has too few fields (1 of 2)\n",
+           "tal/database/hosts/9.tmp: leftover of an interrupted write; record 9 does not exist\n",
+           "tal/database/hosts/sub: a directory where only record files belong\n",
+           "tal/schema/partial: schema line does not parse whole (1 of 3 column definitions "
+           "load)\n",
+           "tal/database/orphan: table directory without a schema file\n",
+           "10 problems found under ",
+       }) {
+    EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
+  }
+  EXPECT_EQ(snapshot(), before);
+  EXPECT_EQ(run({"--root", dir_ + "/none", "check"}).status, 1);
+}
+
+TEST_F(ToolTest, RecoverRemovesMarkedNamesOnly) {
+  createDatabase();
+  writeFile(data("hosts/4.ADD"), "x|1|");
+  writeFile(data("notes/x.UPDATE.old"), "y|");
+  writeFile(data("hosts/2.tmp"), "db01|7|");
+  ToolResult result = runAt({"recover"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out,
+            "removed hosts/4.ADD\nremoved notes/x.UPDATE.old\n"
+            "recovered 2 tables: 2 marked entries removed\n");
+  EXPECT_FALSE(exists(data("hosts/4.ADD")));
+  EXPECT_FALSE(exists(data("notes/x.UPDATE.old")));
+  EXPECT_TRUE(exists(data("hosts/2.tmp")));
+  EXPECT_TRUE(exists(data("hosts/2")));
+}
+
+TEST_F(ToolTest, DemoShowsEveryStepOnAFreshDatabase) {
+  ToolResult demo = run({"demo", root_});
+  ASSERT_EQ(demo.status, 0) << demo.err;
+  EXPECT_EQ(demo.err, "");
+  for (const char* step :
+       {"$ taldb --root ", " create ", "created a database under ", "$ taldb --root ", " tables\n",
+        " dump\n", " add hosts ", "\n4\n", " update hosts 4 name=demo-changed\n",
+        "name          demo-changed\n", "deleted record 4 of hosts\n", "1 problem found under ",
+        "removed hosts/4.ADD\n", "no problems found under "}) {
+    EXPECT_NE(demo.out.find(step), std::string::npos) << step << "\n" << demo.out;
+  }
+  EXPECT_EQ(readFile(data("settings/1")), "database_id|42|");
+  EXPECT_EQ(readFile(data("hosts/1")), "demo-host|127.0.0.1|8080|0|");
+  EXPECT_FALSE(exists(data("hosts/4")));
+  EXPECT_FALSE(exists(data("hosts/4.ADD")));
+
+  ToolResult again = run({"demo", root_});
+  EXPECT_EQ(again.status, 1);
+  EXPECT_NE(again.err.find("holds a database already"), std::string::npos);
+  EXPECT_EQ(run({"demo", dir_ + "/other", "--description", dir_ + "/none.ini"}).status, 1);
+}

@@ -1,0 +1,23 @@
+// Read-only inspection of a database's directories and files, for the check
+// command, the recover report and the demo.
+#ifndef TALDB_TOOL_CHECK_H
+#define TALDB_TOOL_CHECK_H
+
+#include <string>
+#include <vector>
+
+#include "Cli.h"
+
+namespace taldb_cli {
+
+// A name containing ".ADD" or ".UPDATE": never a record, removed by recovery.
+bool isMarkedName(const std::string& name);
+// The marked names in a directory, sorted; none when it cannot be read.
+std::vector<std::string> markedNames(const std::string& directory);
+// Everything wrong under the database root, one line each ("where: what"),
+// with paths relative to the root. Changes nothing on disk.
+std::vector<std::string> inspectDatabase(Context& ctx, const std::string& root);
+
+}  // namespace taldb_cli
+
+#endif  // TALDB_TOOL_CHECK_H

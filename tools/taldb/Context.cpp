@@ -1,0 +1,75 @@
+#include <cstdlib>
+
+#include "Cli.h"
+#include "Validate.h"
+#include "gux.h"
+
+namespace taldb_cli {
+
+Context::Context(const Options& options) : options_(options), log_(options.verbose) {}
+
+Options& Context::options() { return options_; }
+
+std::string Context::arg(size_t index) const {
+  return index < options_.args.size() ? options_.args[index] : std::string();
+}
+
+std::string Context::root() const {
+  if (!options_.root.empty()) return options_.root;
+  const char* fromEnvironment = std::getenv("TALDB_ROOT");
+  if (fromEnvironment != nullptr && *fromEnvironment != '\0') return fromEnvironment;
+  throw UsageError("no database root: give --root DIR or --config FILE, or set TALDB_ROOT");
+}
+
+std::string Context::rootPath() {
+  if (options_.config.empty()) return root();
+  openRoot();
+  return db_.path();
+}
+
+int Context::openRoot() {
+  log_.clear();
+  int status;
+  if (!options_.config.empty()) {
+    _kwConfigClass config(options_.config.c_str());
+    status = db_.open(&config);
+  } else {
+    status = db_.open(root().c_str());
+  }
+  // Without a root (a configuration file that names none) nothing else can
+  // be said about the database.
+  if (*db_.path() == '\0') require(status, "open");
+  return status;
+}
+
+void Context::openDatabase() {
+  if (db_.isOpened()) return;
+  int status = openRoot();
+  if (status == 10) {
+    throw Failure("no database under " + std::string(db_.path()) +
+                  " (no tal/schema directory); create one with 'taldb create DESCRIPTION.ini'");
+  }
+  try {
+    require(status, "open " + std::string(db_.path()));
+  } catch (const Failure& failure) {
+    throw Failure(failure.what() + std::string("; 'taldb check' shows what is wrong"));
+  }
+}
+
+TalDB::CTable& Context::table(const std::string& name) {
+  checkTableName(name);
+  openDatabase();
+  TalDB::CTable* table = db_.GetTable(name.c_str());
+  if (table == nullptr) throw Failure("no table " + quoted(name) + " under " + db_.path());
+  return *table;
+}
+
+void Context::require(int status, const std::string& action) {
+  if (status != 0) {
+    throw Failure(action + ": failed (status " + std::to_string(status) +
+                  "): " + log_.explain(status));
+  }
+  log_.clear();
+}
+
+}  // namespace taldb_cli

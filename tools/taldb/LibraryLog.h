@@ -1,0 +1,44 @@
+// Collects what the store and its utility library log, so that a failure can
+// be explained in one line; with --verbose every message also goes to
+// standard error as it arrives.
+#ifndef TALDB_TOOL_LIBRARYLOG_H
+#define TALDB_TOOL_LIBRARYLOG_H
+
+#include <string>
+#include <vector>
+
+namespace taldb_cli {
+
+class LibraryLog {
+ public:
+  explicit LibraryLog(bool verbose);
+  ~LibraryLog();
+  LibraryLog(const LibraryLog&) = delete;
+  LibraryLog& operator=(const LibraryLog&) = delete;
+
+  // Forgets what was collected, so that the next explanation only covers the
+  // calls made after it.
+  void clear();
+  // The messages that explain a failure with this status: every error and
+  // the informational messages that carry the status itself. When the library
+  // logged nothing, a short description of the status code.
+  std::string explain(int status) const;
+
+ private:
+  struct Entry {
+    int level;
+    int code;
+    std::string text;
+  };
+  static void sink(int level, int code, const char* message, void* context);
+
+  bool verbose_;
+  std::vector<Entry> entries_;
+};
+
+// What a status code of the store means, for failures it does not log.
+const char* describeStatus(int status);
+
+}  // namespace taldb_cli
+
+#endif  // TALDB_TOOL_LIBRARYLOG_H

@@ -1,0 +1,181 @@
+#include "Output.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace taldb_cli {
+
+namespace {
+
+// Characters on screen, counting a UTF-8 sequence once.
+size_t displayWidth(const std::string& text) {
+  size_t width = 0;
+  for (unsigned char c : text) width += (c & 0xC0) != 0x80;
+  return width;
+}
+
+std::vector<size_t> columnWidths(const Rows& rows) {
+  std::vector<size_t> widths;
+  for (const std::string& name : rows.header) widths.push_back(displayWidth(name));
+  for (const auto& row : rows.rows) {
+    for (size_t i = 0; i < row.size() && i < widths.size(); ++i)
+      widths[i] = std::max(widths[i], displayWidth(row[i]));
+  }
+  return widths;
+}
+
+// Cells separated by two blanks; the last cell is not padded.
+void printAligned(std::ostream& out, const std::vector<std::string>& cells,
+                  const std::vector<size_t>& widths) {
+  for (size_t i = 0; i < cells.size(); ++i) {
+    out << cells[i];
+    if (i + 1 < cells.size()) out << std::string(widths[i] - displayWidth(cells[i]) + 2, ' ');
+  }
+  out << '\n';
+}
+
+void printTable(std::ostream& out, const Rows& rows) {
+  std::vector<size_t> widths = columnWidths(rows);
+  printAligned(out, rows.header, widths);
+  std::vector<std::string> rule;
+  for (size_t width : widths) rule.push_back(std::string(width, '-'));
+  printAligned(out, rule, widths);
+  for (const auto& row : rows.rows) printAligned(out, row, widths);
+}
+
+void printCsvLine(std::ostream& out, const std::vector<std::string>& cells) {
+  for (size_t i = 0; i < cells.size(); ++i) out << (i ? "," : "") << csvCell(cells[i]);
+  out << '\n';
+}
+
+void printCsv(std::ostream& out, const Rows& rows) {
+  printCsvLine(out, rows.header);
+  for (const auto& row : rows.rows) printCsvLine(out, row);
+}
+
+std::string jsonObject(const std::vector<std::string>& header,
+                       const std::vector<std::string>& row) {
+  std::string text = "{";
+  for (size_t i = 0; i < header.size() && i < row.size(); ++i)
+    text += (i ? ", " : "") + jsonString(header[i]) + ": " + jsonString(row[i]);
+  return text + "}";
+}
+
+void printJsonArray(std::ostream& out, const Rows& rows, const std::string& indent) {
+  if (rows.rows.empty()) {
+    out << "[]";
+    return;
+  }
+  out << "[\n";
+  for (size_t i = 0; i < rows.rows.size(); ++i) {
+    out << indent << "  " << jsonObject(rows.header, rows.rows[i])
+        << (i + 1 < rows.rows.size() ? ",\n" : "\n");
+  }
+  out << indent << "]";
+}
+
+}  // namespace
+
+bool parseFormat(const std::string& text, Format& format) {
+  if (text == "table")
+    format = Format::Table;
+  else if (text == "csv")
+    format = Format::Csv;
+  else if (text == "json")
+    format = Format::Json;
+  else
+    return false;
+  return true;
+}
+
+std::string csvCell(const std::string& text) {
+  bool quote = text.find_first_of(",\"\r\n") != std::string::npos ||
+               (!text.empty() && (text.front() == ' ' || text.back() == ' '));
+  if (!quote) return text;
+  std::string cell = "\"";
+  for (char c : text) cell += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return cell + "\"";
+}
+
+std::string jsonString(const std::string& text) {
+  std::string out = "\"";
+  for (unsigned char c : text) {
+    switch (c) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      default:
+        if (c < 0x20) {
+          char escaped[8];
+          std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+          out += escaped;
+        } else {
+          out += static_cast<char>(c);
+        }
+    }
+  }
+  return out + "\"";
+}
+
+void printRows(std::ostream& out, const Rows& rows, Format format) {
+  switch (format) {
+    case Format::Table:
+      printTable(out, rows);
+      break;
+    case Format::Csv:
+      printCsv(out, rows);
+      break;
+    case Format::Json:
+      printJsonArray(out, rows, "");
+      out << '\n';
+      break;
+  }
+}
+
+void printRecord(std::ostream& out, const Rows& rows, Format format) {
+  if (rows.rows.empty()) return;
+  const std::vector<std::string>& row = rows.rows.front();
+  if (format == Format::Csv) {
+    printCsv(out, rows);
+  } else if (format == Format::Json) {
+    out << jsonObject(rows.header, row) << '\n';
+  } else {
+    size_t width = 0;
+    for (const std::string& name : rows.header) width = std::max(width, displayWidth(name));
+    for (size_t i = 0; i < rows.header.size() && i < row.size(); ++i)
+      printAligned(out, {rows.header[i], row[i]}, {width, 0});
+  }
+}
+
+void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, Rows>>& sets,
+                    Format format) {
+  if (format == Format::Json) {
+    out << "{";
+    for (size_t i = 0; i < sets.size(); ++i) {
+      out << (i ? ",\n  " : "\n  ") << jsonString(sets[i].first) << ": ";
+      printJsonArray(out, sets[i].second, "  ");
+    }
+    out << (sets.empty() ? "}\n" : "\n}\n");
+    return;
+  }
+  for (size_t i = 0; i < sets.size(); ++i) {
+    if (i) out << '\n';
+    out << (format == Format::Csv ? "# " : "== ") << sets[i].first
+        << (format == Format::Csv ? "\n" : " ==\n");
+    printRows(out, sets[i].second, format);
+  }
+}
+
+}  // namespace taldb_cli

@@ -1,0 +1,127 @@
+#include "Validate.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include "Cli.h"
+
+namespace taldb_cli {
+
+namespace {
+
+std::vector<std::string> splitAt(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  size_t start = 0;
+  for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1)
+    pieces.push_back(text.substr(start, end - start));
+  pieces.push_back(text.substr(start));
+  return pieces;
+}
+
+std::string trimmed(const std::string& text) {
+  size_t first = text.find_first_not_of(" \t\r\n\v\f");
+  if (first == std::string::npos) return "";
+  size_t last = text.find_last_not_of(" \t\r\n\v\f");
+  return text.substr(first, last - first + 1);
+}
+
+void checkName(const char* kind, const std::string& name) {
+  if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
+    throw UsageError(std::string("invalid ") + kind + " name " + quoted(name) +
+                     ": a name must not be empty, '.' or '..', nor contain '/'");
+  }
+}
+
+}  // namespace
+
+std::string quoted(const std::string& text) {
+  std::string out = "'";
+  for (char c : text) out += c == '\n' ? std::string("\\n") : std::string(1, c);
+  return out + "'";
+}
+
+void checkTableName(const std::string& name) { checkName("table", name); }
+
+void checkRecordName(const std::string& name) {
+  checkName("record", name);
+  checkValue(name);
+}
+
+void checkValue(const std::string& value) {
+  if (value.find_first_of("|,\n") != std::string::npos) {
+    throw UsageError("invalid value " + quoted(value) +
+                     ": a value must not contain '|', ',' or a line feed");
+  }
+}
+
+std::vector<std::string> splitValues(const std::vector<std::string>& args) {
+  std::vector<std::string> values = args.size() == 1 ? splitAt(args.front(), ',') : args;
+  for (const std::string& value : values) checkValue(value);
+  return values;
+}
+
+std::string joinValues(const std::vector<std::string>& values) {
+  std::string text;
+  for (size_t i = 0; i < values.size(); ++i) text += (i ? "," : "") + values[i];
+  return text;
+}
+
+int parseRecordId(const std::string& given) {
+  // The store trims every value, the id among them.
+  std::string text = trimmed(given);
+  bool digits = !text.empty() && text.size() <= 10 &&
+                text.find_first_not_of("0123456789") == std::string::npos;
+  if (!digits || std::strtoll(text.c_str(), nullptr, 10) > INT_MAX) {
+    throw UsageError("invalid record id " + quoted(given) +
+                     ": an id is a whole number from 0 to 2147483647");
+  }
+  return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+}
+
+int parseInteger(const std::string& text, const char* what) {
+  char* end = nullptr;
+  errno = 0;
+  long value = std::strtol(text.c_str(), &end, 10);
+  if (text.empty() || *end != '\0' || errno != 0 || value < INT_MIN || value > INT_MAX)
+    throw UsageError(std::string("invalid ") + what + " " + quoted(text) + ": not a whole number");
+  return static_cast<int>(value);
+}
+
+std::string parseAssignments(const std::vector<std::string>& args) {
+  std::vector<std::string> assignments;
+  for (const std::string& arg : args) {
+    for (const std::string& piece : splitAt(arg, ',')) {
+      if (trimmed(piece).empty()) continue;
+      size_t equals = piece.find('=');
+      if (equals == std::string::npos || trimmed(piece.substr(0, equals)).empty()) {
+        throw UsageError("invalid assignment " + quoted(piece) +
+                         ": write COLUMN=VALUE (a value must not contain ',')");
+      }
+      checkValue(piece.substr(equals + 1));
+      assignments.push_back(piece);
+    }
+  }
+  if (assignments.empty()) throw UsageError("no assignment given: write COLUMN=VALUE");
+  return joinValues(assignments);
+}
+
+std::string checkColumnSpec(const std::vector<std::string>& args) {
+  // Items may come one per argument or several in one; blank items (as from
+  // "id(int), name(varchar)" split over two arguments) are dropped, since the
+  // store would take them for columns without a type.
+  std::vector<std::string> items;
+  for (const std::string& arg : args) {
+    if (arg.find_first_of("|[]\n") != std::string::npos) {
+      throw UsageError("invalid column specification " + quoted(arg) +
+                       ": it must not contain '|', '[', ']' or a line feed");
+    }
+    for (const std::string& item : splitAt(arg, ','))
+      if (!trimmed(item).empty()) items.push_back(item);
+  }
+  if (items.empty())
+    throw UsageError("empty column specification: give columns such as 'id(int), name(varchar)'");
+  return joinValues(items);
+}
+
+}  // namespace taldb_cli
