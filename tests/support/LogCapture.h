@@ -4,6 +4,7 @@
 #define TALDB_TESTS_LOGCAPTURE_H
 
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 

@@ -1,0 +1,119 @@
+// A table object: opening it, its schema file, copies and the shared lock.
+#include <errno.h>
+
+#include <string>
+
+#include "TableFixture.h"
+#include "taldb/CTalDatabase.h"
+
+using TalDB::CTable;
+
+namespace {
+std::string Names(const CTable& table) {
+  std::string out;
+  for (const TalDB::CColumn* c : table.columns()) {
+    out += std::string(c->name()) + ":" + std::to_string(c->type()) + " ";
+  }
+  return out;
+}
+}  // namespace
+
+TEST_F(TableTest, SchemaLinesLoadUpToTheFirstBadDefinition) {
+  struct Case {
+    const char* file;
+    int rc;
+    const char* columns;
+    bool logsType;
+  } cases[] = {
+      {"a[int]|b[bigint]|c[varchar]\nfp", 0, "a:0 b:1 c:2 ", false},
+      {"a[int]|b[bigint]|c[varchar]", 0, "a:0 b:1 c:2 ", false},
+      {"a[int]\nb[int]|c[int]", 0, "a:0 ", false},
+      {"a[int]|b|c[int]", 0, "a:0 ", false},
+      {"a[int]|b[text]|c[int]", 0, "a:0 ", true},
+      {"x|a[int]", 0, "", false},
+      {"a[int]||c[int]", 0, "a:0 ", false},
+      {"a[int]|", 0, "a:0 ", false},
+      {"a[int]|a[varchar]", 0, "a:0 a:2 ", false},
+      {"a[int]\r\n", 0, "a:0 ", false},  // the "\r" ends up after the "]"
+      {"", 5, "", false},
+      {"\na[int]", 5, "", false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.file);
+    writeFile("tal/schema/hosts", c.file);
+    EXPECT_EQ(table->Open(), c.rc);
+    EXPECT_EQ(Names(*table), c.columns);
+    Logs expected;
+    if (c.logsType) expected.push_back(Info(1, "invalid data type"));
+    if (c.rc == 5) expected.push_back(Info(5, "schema length is 0"));
+    EXPECT_EQ(log_.take(), expected);
+  }
+  writeFile("tal/schema/hosts", "a[int]|a[varchar]");
+  ASSERT_EQ(table->Open(), 0);
+  EXPECT_EQ(table->getcolumn("a"), table->columns()[0]);
+  EXPECT_EQ(table->getcolumn("A"), nullptr);
+  EXPECT_EQ(table->readSchema(at("nope").c_str()), 4);
+  EXPECT_TRUE(table->columns().empty());
+  EXPECT_EQ(log_.take(), (Logs{Err(4, "failed to open schema file: " + at("nope"))}));
+}
+
+TEST_F(TableTest, OpenFailuresLeaveTheDocumentedState) {
+  EXPECT_EQ(table->path(), at("tal/database/hosts"));
+  EXPECT_EQ(table->schemaPath(), at("tal/schema/hosts"));
+  // A missing schema file keeps the columns of the earlier open.
+  EXPECT_EQ(table->Open("gone"), 3);
+  EXPECT_EQ(log_.take(), (Logs{Err(3, "no such file [" + at("tal/schema/gone") + "]")}));
+  EXPECT_STREQ(table->name(), "gone");
+  EXPECT_EQ(table->path(), at("tal/database/gone"));
+  EXPECT_EQ(Names(*table), "id:0 name:2 port:0 ");
+
+  // A table without a lock is renamed and refused, its paths untouched.
+  CTable lockless;
+  EXPECT_EQ(lockless.Open("hosts"), 20);
+  EXPECT_STREQ(lockless.name(), "hosts");
+  EXPECT_STREQ(lockless.path(), "");
+  EXPECT_EQ(lockless.getcolumn("id"), nullptr);
+  EXPECT_EQ(log_.take(), (Logs{Err(20, "Thread lock is not acquired, cannot proceed!")}));
+
+  // Paths are cut to 4094 characters.
+  std::string longName(5000, 'n');
+  CTable deep(root_.c_str(), longName.c_str());
+  EXPECT_EQ(deep.Open(), 3);
+  EXPECT_EQ(std::string(deep.path()), (at("tal/database/") + longName).substr(0, 4094));
+  EXPECT_EQ(std::string(deep.schemaPath()).size(), 4094u);
+}
+
+TEST_F(TableTest, CopiesShareTheLockAndOwnTheirValues) {
+  put("1", "web01|80|");
+  ASSERT_EQ(table->ListRecordsStart(nullptr), 0);
+  auto* copy = new CTable(*table);
+  CTable assigned;
+  assigned = *table;
+  assigned = assigned;
+  EXPECT_EQ(assigned.path(), at("tal/database/hosts"));
+  EXPECT_EQ(copy->ListRecordsNext(nullptr), 12);  // a copy has a stream of its own
+  put("2", "web02|81|");
+  ASSERT_EQ(table->GetValStr("2", "name", nullptr, 0), 20);
+  EXPECT_STREQ(copy->getcolumn("name")->data(), "web01");
+  EXPECT_STREQ(assigned.getcolumn("name")->data(), "web01");
+  // The lock outlives a copy that goes first, and the source stays usable.
+  delete copy;
+  EXPECT_EQ(table->records(), 2);
+  EXPECT_EQ(assigned.records(), 2);
+}
+
+TEST_F(TableTest, CreateSchemaFWritesLineAndFingerprint) {
+  TalDB::CTalDatabase db;
+  ASSERT_EQ(db.open(root_.c_str()), 0);
+  char fp[65];
+  KwFPFromData_r("id[int]|x[varchar]", 18, fp, sizeof fp, 3);
+  EXPECT_EQ(db.createSchemaF("hosts", "id[int]|x[varchar]"), 0);  // replaces the whole file
+  EXPECT_EQ(readFile("tal/schema/hosts"), std::string("id[int]|x[varchar]\n") + fp);
+  EXPECT_EQ(db.createSchemaF("empty", ""), 0);
+  EXPECT_EQ(readFile("tal/schema/empty"),
+            "\ne3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  fault::failCall(fault::kOpen, EACCES, 1, "tal/schema/denied");
+  EXPECT_EQ(db.createSchemaF("denied", "a[int]"), 4);
+  EXPECT_EQ(log_.take(),
+            (Logs{Err(4, "failed to create schema file: " + at("tal/schema/denied"))}));
+}

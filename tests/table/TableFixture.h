@@ -1,0 +1,40 @@
+// A fresh root holding the table "hosts" (id, name, port), opened.
+#ifndef TALDB_TESTS_TABLEFIXTURE_H
+#define TALDB_TESTS_TABLEFIXTURE_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TempRoot.h"
+#include "taldb/CTable.h"
+
+using Logs = std::vector<LogLine>;
+using Values = std::vector<std::string>;
+
+class TableTest : public TempRootTest {
+ protected:
+  void SetUp() override {
+    TempRootTest::SetUp();
+    makeTable("hosts", "id[int]|name[varchar]|port[int]");
+    table.reset(new TalDB::CTable(root_.c_str(), "hosts"));
+    ASSERT_EQ(table->Open(), 0);
+  }
+  std::string record(const std::string& name) const { return "tal/database/hosts/" + name; }
+  std::string recordPath(const std::string& name) const { return at(record(name)); }
+  void put(const std::string& name, const std::string& content) const {
+    writeFile(record(name), content);
+  }
+  std::vector<std::string> files() const { return list("tal/database/hosts"); }
+  // The current record, an absent value shown as "(null)".
+  Values current() const {
+    Values out;
+    for (const TalDB::CColumn* c : table->columns())
+      out.push_back(c->data() ? c->data() : "(null)");
+    return out;
+  }
+
+  std::unique_ptr<TalDB::CTable> table;
+};
+
+#endif  // TALDB_TESTS_TABLEFIXTURE_H
