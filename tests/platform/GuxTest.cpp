@@ -82,13 +82,6 @@ TEST(GuxText, FingerprintIsSha256InHex) {
   EXPECT_STREQ(out, "");
 }
 
-TEST(GuxText, WhiteSpaceTableHasTheUsualSixOnly) {
-  for (int c = 0; c < 128; ++c) {
-    bool white = strchr(" \t\n\v\f\r", c) != nullptr && c != 0;
-    EXPECT_EQ((guxascii_ctype_table[c] & 0x10) != 0, white) << c;
-  }
-}
-
 class GuxFileTest : public TempRootTest {};
 
 TEST_F(GuxFileTest, IniReaderRules) {
@@ -184,14 +177,9 @@ TEST_F(GuxFileTest, SafeWriteResumesAfterPartialWrites) {
   EXPECT_EQ(readFile("f"), content);
 }
 
-TEST_F(GuxFileTest, RenameFlushesTheDirectory) {
-  writeFile("from", "x");
-  fault::startRecording();
-  EXPECT_EQ(rename_dirfsync(at("from").c_str(), at("to").c_str(), root_.c_str(), 0), 0);
-  std::vector<std::string> calls = fault::stopRecording();
-  EXPECT_EQ(calls, (std::vector<std::string>{"rename " + at("from") + " " + at("to"),
-                                             "open " + root_, "fsync " + root_, "close " + root_}));
-
+TEST_F(GuxFileTest, RenameReportsTheStepThatFailed) {
+  // The order of a successful rename and flush is asserted with the durable write.
+  writeFile("to", "x");
   fault::failCall(fault::kRename, EXDEV);
   EXPECT_EQ(rename_dirfsync(at("to").c_str(), at("back").c_str(), root_.c_str(), 0), -1);
   EXPECT_EQ(errno, EXDEV);

@@ -47,13 +47,13 @@ std::string FdPath(int fd) {
 
 // Records the call and decides whether it fails; returns the errno to fail
 // with, or 0 to pass through.
-int Intercept(Call call, const char* verb, const std::string& path, const std::string& extra = "") {
+int Intercept(Call call, const char* verb, const std::string& path) {
   if (!g_engaged.load(std::memory_order_relaxed) || t_inside) return 0;
   t_inside = true;
   int fail = 0;
   {
     std::lock_guard<std::mutex> hold(g_mutex);
-    if (g_recording) g_record.push_back(std::string(verb) + " " + path + extra);
+    if (g_recording) g_record.push_back(std::string(verb) + " " + path);
     Armed& a = g_armed[call];
     if (a.active && (a.pathContains.empty() || path.find(a.pathContains) != std::string::npos) &&
         --a.remaining == 0) {
@@ -148,21 +148,18 @@ using namespace fault;
 
 extern "C" {
 
-INTERPOSE int open(const char* path, int flags, ...) {
-  va_list args;
-  va_start(args, flags);
-  mode_t mode = ModeArgument(flags, args);
-  va_end(args);
-  return OpenCommon("open", path, flags, mode);
-}
+// open64 is what code built with large-file support calls by that name.
+#define OPEN_CALL(verb)                                  \
+  INTERPOSE int verb(const char* path, int flags, ...) { \
+    va_list args;                                        \
+    va_start(args, flags);                               \
+    mode_t mode = ModeArgument(flags, args);             \
+    va_end(args);                                        \
+    return OpenCommon(#verb, path, flags, mode);         \
+  }
 
-INTERPOSE int open64(const char* path, int flags, ...) {
-  va_list args;
-  va_start(args, flags);
-  mode_t mode = ModeArgument(flags, args);
-  va_end(args);
-  return OpenCommon("open64", path, flags, mode);
-}
+OPEN_CALL(open)
+OPEN_CALL(open64)
 
 INTERPOSE ssize_t write(int fd, const void* buffer, size_t count) {
   static auto real = Next<ssize_t (*)(int, const void*, size_t)>("write");
@@ -175,15 +172,6 @@ INTERPOSE ssize_t write(int fd, const void* buffer, size_t count) {
     if (limit != 0 && count > limit) count = limit;
   }
   return real(fd, buffer, count);
-}
-
-INTERPOSE int fsync(int fd) {
-  static auto real = Next<int (*)(int)>("fsync");
-  if (int err = Intercept(kFsync, "fsync", PathOfFd(fd))) {
-    errno = err;
-    return -1;
-  }
-  return real(fd);
 }
 
 INTERPOSE int close(int fd) {
@@ -204,40 +192,22 @@ INTERPOSE int close(int fd) {
   return real(fd);
 }
 
-INTERPOSE int rename(const char* from, const char* to) {
-  static auto real = Next<int (*)(const char*, const char*)>("rename");
-  if (int err = Intercept(kRename, "rename", from, std::string(" ") + to)) {
-    errno = err;
-    return -1;
+// The calls that take a path: each fails as armed or passes through.
+#define PATH_CALL(call, verb, Result, Signature, path, ...) \
+  INTERPOSE Result verb Signature {                         \
+    static auto real = Next<Result(*) Signature>(#verb);    \
+    if (int err = Intercept(call, #verb, path)) {           \
+      errno = err;                                          \
+      return -1;                                            \
+    }                                                       \
+    return real(__VA_ARGS__);                               \
   }
-  return real(from, to);
-}
 
-INTERPOSE int unlink(const char* path) {
-  static auto real = Next<int (*)(const char*)>("unlink");
-  if (int err = Intercept(kUnlink, "unlink", path)) {
-    errno = err;
-    return -1;
-  }
-  return real(path);
-}
-
-INTERPOSE int mkdir(const char* path, mode_t mode) {
-  static auto real = Next<int (*)(const char*, mode_t)>("mkdir");
-  if (int err = Intercept(kMkdir, "mkdir", path)) {
-    errno = err;
-    return -1;
-  }
-  return real(path, mode);
-}
-
-INTERPOSE int rmdir(const char* path) {
-  static auto real = Next<int (*)(const char*)>("rmdir");
-  if (int err = Intercept(kRmdir, "rmdir", path)) {
-    errno = err;
-    return -1;
-  }
-  return real(path);
-}
+PATH_CALL(kFsync, fsync, int, (int fd), PathOfFd(fd), fd)
+PATH_CALL(kRename, rename, int, (const char* from, const char* to), std::string(from) + " " + to,
+          from, to)
+PATH_CALL(kUnlink, unlink, int, (const char* path), path, path)
+PATH_CALL(kMkdir, mkdir, int, (const char* path, mode_t mode), path, path, mode)
+PATH_CALL(kRmdir, rmdir, int, (const char* path), path, path)
 
 }  // extern "C"

@@ -82,7 +82,7 @@ TEST_F(TableTest, ClassifiesEntries) {
   }
 }
 
-TEST_F(TableTest, IsDirFollowsLinksAndNeedsTheLock) {
+TEST_F(TableTest, IsDirFollowsLinks) {
   makeDir("tal/database/hosts/sub");
   put("file", "a|b|");
   ASSERT_EQ(symlink(at("tal/database/hosts/sub").c_str(), recordPath("link").c_str()), 0);
@@ -94,7 +94,4 @@ TEST_F(TableTest, IsDirFollowsLinksAndNeedsTheLock) {
     snprintf(entry.d_name, sizeof entry.d_name, "%s", name);
     EXPECT_EQ(table->IsDir(&entry, dir), isDir) << name;
   }
-  CTable lockless;
-  EXPECT_FALSE(lockless.IsDir(&entry, dir));
-  EXPECT_EQ(log_.take(), (Logs{Err(20, "Thread lock is not acquired, cannot proceed!")}));
 }

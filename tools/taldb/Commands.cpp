@@ -196,11 +196,23 @@ int cmdList(Context& ctx) {
   return kExitOk;
 }
 
-int cmdGet(Context& ctx) {
-  std::string name = ctx.arg(1);
+namespace {
+
+// The table named by the first argument, with the record named by the second
+// checked for a usable name and for being there.
+CTable& namedRecord(Context& ctx, std::string& name) {
+  name = ctx.arg(1);
   checkRecordName(name);
   CTable& table = ctx.table(ctx.arg(0));
   requireRecord(ctx, table, name);
+  return table;
+}
+
+}  // namespace
+
+int cmdGet(Context& ctx) {
+  std::string name;
+  CTable& table = namedRecord(ctx, name);
   ctx.require(table.readRecord(name.c_str()), action(ctx));
   Rows rows{columnNames(table), {currentValues(table)}};
   if (ctx.args().size() < 3) {
@@ -243,21 +255,17 @@ int cmdPut(Context& ctx) {
 }
 
 int cmdUpdate(Context& ctx) {
-  std::string name = ctx.arg(1);
-  checkRecordName(name);
   std::string assignments = parseAssignments(argsFrom(ctx, 2));
-  CTable& table = ctx.table(ctx.arg(0));
-  requireRecord(ctx, table, name);
+  std::string name;
+  CTable& table = namedRecord(ctx, name);
   ctx.require(table.updateRecord(name.c_str(), assignments.c_str()), action(ctx));
   std::cout << "updated record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
 int cmdDelete(Context& ctx) {
-  std::string name = ctx.arg(1);
-  checkRecordName(name);
-  CTable& table = ctx.table(ctx.arg(0));
-  requireRecord(ctx, table, name);
+  std::string name;
+  CTable& table = namedRecord(ctx, name);
   ctx.require(table.deleteRecord(name.c_str()), action(ctx));
   std::cout << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
