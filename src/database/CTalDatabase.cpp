@@ -187,7 +187,7 @@ int CTalDatabase::createSchemaF(const char* table, const char* schema) {
   char fingerprint[65] = "";
   KwFPFromData_r(schema, length, fingerprint, sizeof(fingerprint), 3);
 
-  int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
   if (fd < 0) {
     ErrorA(4, "failed to create schema file: %s", path);
     return 4;

@@ -336,7 +336,7 @@ int CTable::safe_save(const char* name, const char* content, int length) {
   char temporary[kPathLimit];
   snprintf(temporary, sizeof(temporary), "%s%s", name, ".tmp");
 
-  int fd = ::open(temporary, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0640);
+  int fd = ::open(temporary, O_WRONLY | O_CREAT | O_TRUNC, 0640);
   if (fd < 0) {
     ErrorA(8, "%s: failed to create record file %s (%s)", "safe_save", temporary, strerror(errno));
     return -1;
