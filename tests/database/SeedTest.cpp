@@ -49,38 +49,46 @@ TEST_F(SeedTest, ReadsKeysUpToTheFirstGap) {
   EXPECT_EQ(seed("u", "[other]\nrec_1 = 1,a,b\n"), 0);
   EXPECT_TRUE(list("tal/database/u").empty());
   EXPECT_TRUE(log_.take().empty());
-}
-
-TEST_F(SeedTest, StopsAtTheFirstBadRecord) {
-  EXPECT_EQ(seed("t", "[t]\nrec_1 = 1,a,b\nrec_2 = 2,c\nrec_3 = 3,e,f\n"), 11);
-  EXPECT_EQ(log_.take(), (Logs{Err(11, "record's syntax error ")}));
-  EXPECT_EQ(list("tal/database/t"), Names{"1"});
-}
-
-TEST_F(SeedTest, ReportsATableThatCannotBeOpened) {
-  EXPECT_EQ(seed("ghost", "[ghost]\nrec_1 = 1,a,b\n"), 3);
-  EXPECT_EQ(log_.take(), (Logs{Err(3, "no such file [" + at("tal/schema/ghost") + "]"),
-                               Err(3, "Can't get table")}));
-  EXPECT_FALSE(exists("tal/database/ghost"));
-}
-
-TEST_F(SeedTest, TracesWhenTracingIsOn) {
   __guxlog_trace_location = 1;
-  int rc = seed("u", "[u]\n");
+  EXPECT_EQ(seed("u", "[u]\n"), 0);
   __guxlog_trace_location = 0;
-  EXPECT_EQ(rc, 0);
   EXPECT_EQ(
       log_.take(),
       (Logs{Trace("insertRecordsFromIni: Insert record from table=u, inifile=" + at("seed.ini"))}));
 }
 
-TEST_F(SeedTest, ReportsAReplacementThatDoesNotFit) {
+TEST_F(SeedTest, StopsAtTheFirstFailure) {
   writeFile("id.ini", "[db]\n");
   ASSERT_EQ(db.Create(at("id.ini").c_str(), 7, std::string(1000, 'x').c_str()), 0);
   std::string hosts;
   for (int i = 0; i < 5; ++i) hosts += "{{$talhost}}";
-  EXPECT_EQ(seed("t", "[t]\nrec_1 = 1,{{$talid}},a\nrec_2 = 2," + hosts + ",b\n"), 19);
-  EXPECT_EQ(log_.take(), (Logs{Err(19, "Unable to replace {{$talhost}}")}));
-  EXPECT_EQ(list("tal/database/t"), Names{"1"});
-  EXPECT_EQ(readFile("tal/database/t/1"), "7|a|");
+  struct Case {
+    const char* table;
+    std::string ini;
+    int rc;
+    Logs logged;
+    Names files;
+  } cases[] = {
+      {"t",
+       "[t]\nrec_1 = 1,a,b\nrec_2 = 2,c\nrec_3 = 3,e,f\n",
+       11,
+       {Err(11, "record's syntax error ")},
+       {"1"}},
+      {"u",
+       "[u]\nrec_1 = 1,{{$talid}},a\nrec_2 = 2," + hosts + ",b\n",
+       19,
+       {Err(19, "Unable to replace {{$talhost}}")},
+       {"1"}},
+      {"ghost",
+       "[ghost]\nrec_1 = 1,a,b\n",
+       3,
+       {Err(3, "no such file [" + at("tal/schema/ghost") + "]"), Err(3, "Can't get table")},
+       {}},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(seed(c.table, c.ini), c.rc) << c.table;
+    EXPECT_EQ(log_.take(), c.logged);
+    EXPECT_EQ(list(std::string("tal/database/") + c.table), c.files);
+  }
+  EXPECT_EQ(readFile("tal/database/u/1"), "7|a|");
 }
