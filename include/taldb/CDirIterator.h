@@ -30,6 +30,10 @@ class TALDB_EXPORT CDirIterator {
   void rewind();
 
  private:
+  // The descriptor of the open stream (-1 without one), for the library's own
+  // directory lock; not part of the interface hosts use.
+  friend int StreamDescriptor(const CDirIterator& stream);
+
   char* m_path;
   DIR* m_dir;
 };

@@ -63,6 +63,7 @@ class TALDB_EXPORT CTable {
   // Maintenance.
   int recover();
   int clear();
+  int repair();
 
   const std::vector<CColumn*>& columns() const;
   const char* path() const;
@@ -73,7 +74,8 @@ class TALDB_EXPORT CTable {
   int removeEntries(bool markedOnly, int unopenable);
   int walkRecords(const char* condition);
   int startListing(const char* condition);
-  int startById(const char* id);
+  template <class Lookup>
+  int withRecordById(const char* id, Lookup lookup);
   int saveCurrentRecord(const char* path);
   void deleteColumns();
   void copyColumnsFrom(const CTable& other);

@@ -36,6 +36,7 @@ class TALDB_EXPORT CTalDatabase {
   int Create(const char* iniFile, int id, const char* host);
   int createSchemaF(const char* table, const char* schema);
   int recover();
+  int repair();
   int insertRecordsFromIni(const char* table, const char* inifile);
 
   const char* path() const;

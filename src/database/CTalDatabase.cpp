@@ -397,6 +397,17 @@ int CTalDatabase::recover() {
   return 0;
 }
 
+int CTalDatabase::repair() {
+  // Unlike recovery, a failing table does not stop the run: a host repairs at
+  // start-up and wants every table it can get back.
+  int result = 0;
+  for (CTable* table : m_tables) {
+    int rc = table->repair();
+    if (result == 0) result = rc;
+  }
+  return result;
+}
+
 int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {
   if (!ParamsPresent(table, inifile)) return 20;
   if (__guxlog_trace_location) {

@@ -14,8 +14,11 @@
 
 #include "gux.h"
 #include "table/RecordCondition.h"
+#include "table/RecordFormat.h"
 #include "table/RecordNames.h"
+#include "table/RepairPlan.h"
 #include "taldb/CUtils.h"
+#include "util/DirLock.h"
 #include "util/Guards.h"
 #include "util/LineReader.h"
 #include "util/Path.h"
@@ -63,8 +66,6 @@ char* CopyText(const char* text) { return strdup(text != nullptr ? text : ""); }
 
 const char* TextOf(const char* text) { return text != nullptr ? text : ""; }
 
-const char* ValueOf(const CColumn* column) { return TextOf(column->data()); }
-
 // The first column of the given name, with the lookups' report when there is
 // none; the report's code is -1 for text lookups and 13 for numeric ones.
 CColumn* KeyColumn(CTable& table, const char* key, int reportCode) {
@@ -73,13 +74,15 @@ CColumn* KeyColumn(CTable& table, const char* key, int reportCode) {
   return column;
 }
 
-// The stored form of the current record: the values of the second to the
-// last column, each followed by "|". The first column is the file name.
-bool SerializeRecord(const std::vector<CColumn*>& columns, TextBuffer& out) {
-  for (size_t i = 1; i < columns.size(); ++i) {
-    if (!out.append(ValueOf(columns[i])) || !out.append('|')) return false;
+// The largest numeric value of a record name on an open stream, read to its
+// end; 0 when there is none.
+unsigned int LargestRecordNumber(CDirIterator& stream) {
+  unsigned int largest = 0;
+  while (const char* name = NextRecordName(stream)) {
+    unsigned int number = RecordNumber(name);
+    if (number > largest) largest = number;
   }
-  return true;
+  return largest;
 }
 
 int ExposeColumns(const std::vector<CColumn*>& columns, std::vector<CColumn*>& out) {
@@ -334,7 +337,7 @@ bool CTable::IsDir(struct dirent* entry, char* dir) {
 int CTable::safe_save(const char* name, const char* content, int length) {
   if (!ParamsPresent(name, content) || length < 0) return -1;
   char temporary[kPathLimit];
-  snprintf(temporary, sizeof(temporary), "%s%s", name, ".tmp");
+  snprintf(temporary, sizeof(temporary), "%s%s", name, kTempSuffix);
 
   int fd = ::open(temporary, O_WRONLY | O_CREAT | O_TRUNC, 0640);
   if (fd < 0) {
@@ -425,15 +428,26 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
   }
 
   MutexGuard hold(m_mutex);
+  // Other processes are kept out from the id scan to the end of the write, so
+  // that none of them takes the same id or the same temporary file. The
+  // allocating add locks the stream its scan opens anyway.
+  DirLock lock;
   if (id != nullptr) {
     // Unsigned 32-bit arithmetic: an unreadable directory counts as the
     // largest id, and one more than that is 0.
-    recordId = get_max_id() + 1;
+    unsigned int largest = 4294967295u;
+    if (m_dirIter.open(m_path) == 0) {
+      lock.lockStream(m_dirIter);
+      largest = LargestRecordNumber(m_dirIter);
+    }
+    recordId = largest + 1;
     if (maxId != 0 && recordId > maxId) {
       ErrorA(15, "The new record's id(%u) is greater than specified max id(%u).", recordId, maxId);
       return 15;
     }
     *id = static_cast<int>(recordId);
+  } else {
+    lock.lockPath(m_path);
   }
   char path[kPathLimit];
   snprintf(path, sizeof(path), "%s%s%s%s%s%s%i", TextOf(m_dbPath), "/", kDataDir, "/",
@@ -447,12 +461,7 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
 
 unsigned int CTable::get_max_id() {
   if (m_dirIter.open(m_path) != 0) return 4294967295u;
-  unsigned int largest = 0;
-  while (const char* name = NextRecordName(m_dirIter)) {
-    unsigned int number = RecordNumber(name);
-    if (number > largest) largest = number;
-  }
-  return largest;
+  return LargestRecordNumber(m_dirIter);
 }
 
 int CTable::update(const char* path) {
@@ -467,6 +476,10 @@ int CTable::updateRecord(const char* name, const char* values) {
   if (!LockAcquired(m_mutex)) return 20;
 
   MutexGuard hold(m_mutex);
+  // From the existence test to the end of the write, so that an update in
+  // another process neither loses this one nor removes the record under it.
+  DirLock lock;
+  lock.lockPath(m_path);
   if (gux_access(path, 0) != 0) {
     ErrorA(7, "file not found [%s]", path);
     return 7;
@@ -518,6 +531,8 @@ int CTable::deleteRecord(const char* name) {
   char path[kPathLimit];
   JoinPath(path, m_path, name);
   MutexGuard hold(m_mutex);
+  DirLock lock;
+  lock.lockPath(m_path);
   unlink(path);
   return 0;
 }
@@ -556,14 +571,16 @@ int CTable::walkRecords(const char* condition) {
 }
 
 int CTable::startListing(const char* condition) {
-  if (gux_access(m_path, 0) != 0) return 7;
-  if (!LockAcquired(m_mutex)) return 20;
-  MutexGuard hold(m_mutex);
   if (m_dirIter.open(m_path) != 0) return 7;
   return walkRecords(condition);
 }
 
-int CTable::ListRecordsStart(const char* condition) { return startListing(condition); }
+int CTable::ListRecordsStart(const char* condition) {
+  if (gux_access(m_path, 0) != 0) return 7;
+  if (!LockAcquired(m_mutex)) return 20;
+  MutexGuard hold(m_mutex);
+  return startListing(condition);
+}
 
 int CTable::ListRecordsNext(const char* condition) {
   if (!LockAcquired(m_mutex)) return 20;
@@ -590,16 +607,23 @@ bool CTable::MatchColumn(const char* condition) {
   return parsed.matches(m_columns);
 }
 
-int CTable::startById(const char* id) {
+// The lookups by id hold the table's mutex from the scan to the copy of the
+// value: released in between, an update on the same object could put another
+// record into the columns before the value is read.
+template <class Lookup>
+int CTable::withRecordById(const char* id, Lookup lookup) {
   if (!ParamsPresent(id)) return 20;
   char condition[255];
   snprintf(condition, sizeof(condition), "id=%s", id);
-  return startListing(condition);
+  if (gux_access(m_path, 0) != 0) return 7;
+  if (!LockAcquired(m_mutex)) return 20;
+  MutexGuard hold(m_mutex);
+  int rc = startListing(condition);
+  return rc == 0 ? lookup() : rc;
 }
 
 int CTable::GetRecord(const char* id, std::vector<CColumn*>& columns) {
-  int rc = startById(id);
-  return rc == 0 ? ExposeColumns(m_columns, columns) : rc;
+  return withRecordById(id, [&] { return ExposeColumns(m_columns, columns); });
 }
 
 int CTable::GetValStr(const char* key, char* buf, unsigned int size) {
@@ -608,8 +632,7 @@ int CTable::GetValStr(const char* key, char* buf, unsigned int size) {
 }
 
 int CTable::GetValStr(const char* id, const char* key, char* buf, unsigned int size) {
-  int rc = startById(id);
-  return rc == 0 ? GetValStr(key, buf, size) : rc;
+  return withRecordById(id, [&] { return GetValStr(key, buf, size); });
 }
 
 int CTable::GetValBigInt(const char* key, long& out) {
@@ -618,8 +641,7 @@ int CTable::GetValBigInt(const char* key, long& out) {
 }
 
 int CTable::GetValBigInt(const char* id, const char* key, long& out) {
-  int rc = startById(id);
-  return rc == 0 ? GetValBigInt(key, out) : rc;
+  return withRecordById(id, [&] { return GetValBigInt(key, out); });
 }
 
 int CTable::GetValInt(const char* key, int& out) {
@@ -628,8 +650,7 @@ int CTable::GetValInt(const char* key, int& out) {
 }
 
 int CTable::GetValInt(const char* id, const char* key, int& out) {
-  int rc = startById(id);
-  return rc == 0 ? GetValInt(key, out) : rc;
+  return withRecordById(id, [&] { return GetValInt(key, out); });
 }
 
 // ---- Maintenance ----------------------------------------------------------
@@ -638,6 +659,8 @@ int CTable::removeEntries(bool markedOnly, int unopenable) {
   if (!LockAcquired(m_mutex)) return 20;
   MutexGuard hold(m_mutex);
   if (m_dirIter.open(m_path) != 0) return unopenable;
+  DirLock lock;
+  lock.lockStream(m_dirIter);
   char path[kPathLimit];
   while (struct dirent* entry = m_dirIter.read()) {
     const char* name = entry->d_name;
@@ -653,5 +676,22 @@ int CTable::removeEntries(bool markedOnly, int unopenable) {
 int CTable::recover() { return removeEntries(true, 7); }
 
 int CTable::clear() { return removeEntries(false, 17); }
+
+int CTable::repair() {
+  if (!LockAcquired(m_mutex)) return 20;
+  MutexGuard hold(m_mutex);
+  if (m_dirIter.open(m_path) != 0) return 7;
+  DirLock lock;
+  lock.lockStream(m_dirIter);
+  // Every entry is looked at even after a failure, so that one stubborn file
+  // does not keep the others from being repaired.
+  int result = 0;
+  while (struct dirent* entry = m_dirIter.read()) {
+    const char* name = entry->d_name;
+    int rc = ApplyRepair(m_path, name, PlanRepair(m_path, name, m_columns.size()));
+    if (result == 0) result = rc;
+  }
+  return result;
+}
 
 }  // namespace TalDB

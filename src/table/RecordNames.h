@@ -19,6 +19,9 @@ inline bool IsMarkedName(const char* name) {
   return strstr(name, ".ADD") != nullptr || strstr(name, ".UPDATE") != nullptr;
 }
 
+// What the durable write appends to a record's path for its temporary file.
+constexpr const char kTempSuffix[] = ".tmp";
+
 // Logs the line every scan gives a marked name.
 void ReportMarkedName(const char* name);
 

@@ -24,17 +24,22 @@ TEST_F(ToolTest, CheckReportsEveryKindOfProblemAndChangesNothing) {
   ToolResult result = runAt({"check"});
   EXPECT_EQ(result.status, 1);
   for (const char* line : {
-           "tal/schema/blank: schema file cannot be loaded (status 5: schema length is 0)\n",
-           "tal/schema/ghost: schema file without a table directory\n",
-           "tal/database/hosts/1.tmp: leftover of an interrupted write; record 1 exists\n",
-           "tal/database/hosts/4.ADD: marked name, never a record; 'taldb recover' removes it\n",
-           "tal/database/hosts/5: record file is empty\n",
-           "tal/database/hosts/6: record has too few fields (1 of 2)\n",
-           "tal/database/hosts/9.tmp: leftover of an interrupted write; record 9 does not exist\n",
-           "tal/database/hosts/sub: a directory where only record files belong\n",
+           "tal/schema/blank: schema file cannot be loaded (status 5: schema length is 0); "
+           "'taldb repair' does not fix it\n",
+           "tal/schema/ghost: schema file without a table directory",
+           "tal/database/hosts/1.tmp: leftover of an interrupted write beside its record; "
+           "'taldb repair' removes it\n",
+           "tal/database/hosts/4.ADD: marked name, never a record; 'taldb repair' or 'taldb "
+           "recover' removes it\n",
+           "tal/database/hosts/5: record file is empty",
+           "tal/database/hosts/6: record has too few fields (1 of 2); 'taldb repair' does not "
+           "fix it\n",
+           "tal/database/hosts/9.tmp: whole record left by an interrupted write, its record "
+           "missing; 'taldb repair' renames it into place\n",
+           "tal/database/hosts/sub: a directory where only record files belong",
            "tal/schema/partial: schema line does not parse whole (1 of 3 column definitions "
-           "load)\n",
-           "tal/database/orphan: table directory without a schema file\n",
+           "load)",
+           "tal/database/orphan: table directory without a schema file",
            "10 problems found under ",
        }) {
     EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;

@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "Commands.h"
+#include "table/RepairPlan.h"
 
 namespace taldb_cli {
 
@@ -56,9 +57,23 @@ size_t countFields(const std::string& line) {
   return line.back() == '|' ? count - 1 : count;
 }
 
-bool endsWith(const std::string& text, const std::string& suffix) {
-  return text.size() >= suffix.size() &&
-         text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+// What a check finding of a leftover or a marked name says; repair decides
+// the same way when it acts.
+std::string leftoverFinding(TalDB::RepairAction action) {
+  switch (action) {
+    case TalDB::RepairAction::kRemoveMarked:
+      return "marked name, never a record; 'taldb repair' or 'taldb recover' removes it";
+    case TalDB::RepairAction::kFinishWrite:
+      return "whole record left by an interrupted write, its record missing; "
+             "'taldb repair' renames it into place";
+    case TalDB::RepairAction::kDropStale:
+      return "leftover of an interrupted write beside its record; 'taldb repair' removes it";
+    case TalDB::RepairAction::kLeaveTorn:
+      return "leftover of an interrupted write, not a whole record; 'taldb repair' leaves it: "
+             "inspect it by hand";
+    default:
+      return "";
+  }
 }
 
 class Inspector {
@@ -72,7 +87,8 @@ class Inspector {
     for (const std::string& name : schemas) inspectTable(name);
     for (const std::string& name : directories) {
       if (!std::binary_search(schemas.begin(), schemas.end(), name))
-        report(std::string(kDataDir) + "/" + name, "table directory without a schema file");
+        reportUnrepaired(std::string(kDataDir) + "/" + name,
+                         "table directory without a schema file");
     }
     return findings_;
   }
@@ -83,16 +99,20 @@ class Inspector {
   void report(const std::string& where, const std::string& what) {
     findings_.push_back(where + ": " + what);
   }
+  // A problem that repair leaves alone says so, so that nobody runs it in vain.
+  void reportUnrepaired(const std::string& where, const std::string& what) {
+    report(where, what + "; 'taldb repair' does not fix it");
+  }
 
   void inspectTable(const std::string& name) {
     std::string schema = std::string(kSchemaDir) + "/" + name;
     std::string data = std::string(kDataDir) + "/" + name;
-    if (isDirectory(at(schema))) return report(schema, "a directory, not a schema file");
+    if (isDirectory(at(schema))) return reportUnrepaired(schema, "a directory, not a schema file");
     TalDB::CTable table(root_.c_str(), name.c_str());
     int status = table.Open();
     if (status != 0) {
-      report(schema, "schema file cannot be loaded (status " + std::to_string(status) + ": " +
-                         ctx_.log().explain(status) + ")");
+      reportUnrepaired(schema, "schema file cannot be loaded (status " + std::to_string(status) +
+                                   ": " + ctx_.log().explain(status) + ")");
       ctx_.log().clear();
       return;
     }
@@ -100,12 +120,13 @@ class Inspector {
     readFirstLine(at(schema), line);
     size_t defined = countFields(line);
     if (table.columns().size() < defined) {
-      report(schema, "schema line does not parse whole (" + std::to_string(table.columns().size()) +
-                         " of " + std::to_string(defined) + " column definitions load)");
+      reportUnrepaired(schema, "schema line does not parse whole (" +
+                                   std::to_string(table.columns().size()) + " of " +
+                                   std::to_string(defined) + " column definitions load)");
     }
     if (!isDirectory(at(data))) {
-      return report(schema, exists(at(data)) ? data + " is not a directory"
-                                             : "schema file without a table directory");
+      return reportUnrepaired(schema, exists(at(data)) ? data + " is not a directory"
+                                                       : "schema file without a table directory");
     }
     inspectRecords(table, data);
   }
@@ -115,14 +136,12 @@ class Inspector {
     listDirectory(at(data), names);
     for (const std::string& name : names) {
       std::string where = data + "/" + name;
-      if (isMarkedName(name)) {
-        report(where, "marked name, never a record; 'taldb recover' removes it");
-      } else if (endsWith(name, ".tmp")) {
-        std::string record = name.substr(0, name.size() - 4);
-        report(where, "leftover of an interrupted write; record " + record +
-                          (exists(at(data + "/" + record)) ? " exists" : " does not exist"));
+      TalDB::RepairAction action =
+          TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
+      if (action != TalDB::RepairAction::kNone) {
+        report(where, leftoverFinding(action));
       } else if (isDirectory(at(where))) {
-        report(where, "a directory where only record files belong");
+        reportUnrepaired(where, "a directory where only record files belong");
       } else {
         inspectRecord(table, where, name);
       }
@@ -137,14 +156,14 @@ class Inspector {
     std::string line;
     size_t needed = table.columns().empty() ? 0 : table.columns().size() - 1;
     if (status == 8 || !readFirstLine(at(where), line)) {
-      report(where, "record file cannot be opened");
+      reportUnrepaired(where, "record file cannot be opened");
     } else if (line.empty()) {
-      report(where, "record file is empty");
+      reportUnrepaired(where, "record file is empty");
     } else if (countFields(line) < needed) {
-      report(where, "record has too few fields (" + std::to_string(countFields(line)) + " of " +
-                        std::to_string(needed) + ")");
+      reportUnrepaired(where, "record has too few fields (" + std::to_string(countFields(line)) +
+                                  " of " + std::to_string(needed) + ")");
     } else {
-      report(where, "record cannot be read (status " + std::to_string(status) + ")");
+      reportUnrepaired(where, "record cannot be read (status " + std::to_string(status) + ")");
     }
   }
 

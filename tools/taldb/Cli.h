@@ -34,6 +34,7 @@ enum OptionBit : unsigned {
   kOptYes = 1u << 2,
   kOptCreate = 1u << 3,  // --id and --host
   kOptDescription = 1u << 4,
+  kOptDryRun = 1u << 5,
 };
 
 struct Options {
@@ -43,6 +44,7 @@ struct Options {
   bool help = false;
   bool version = false;
   bool yes = false;
+  bool dryRun = false;
   std::string formatName;
   Format format = Format::Table;
   std::string id;

@@ -29,6 +29,7 @@ int cmdDrop(Context& ctx);
 int cmdRecover(Context& ctx);
 int cmdDump(Context& ctx);
 int cmdCheck(Context& ctx);
+int cmdRepair(Context& ctx);
 int cmdDemo(Context& ctx);
 
 // The registered tables, sorted by name.

@@ -23,13 +23,15 @@ class LibraryLog {
   // the informational messages that carry the status itself. When the library
   // logged nothing, a short description of the status code.
   std::string explain(int status) const;
-
- private:
   struct Entry {
     int level;
     int code;
     std::string text;
   };
+  // What was collected since the last clear, in the order it came.
+  const std::vector<Entry>& entries() const { return entries_; }
+
+ private:
   static void sink(int level, int code, const char* message, void* context);
 
   bool verbose_;

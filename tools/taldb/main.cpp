@@ -74,8 +74,17 @@ const Command kCommands[] = {
     {"check", "", "report problems on disk without changing anything",
      "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
      "read or have too few fields, schema files that do not load whole, and table\n"
-     "directories and schema files without each other. Exit status 1 when it finds any.\n",
+     "directories and schema files without each other, and says of each whether\n"
+     "'taldb repair' fixes it. Exit status 1 when it finds any.\n",
      0, 0, kOptRoot, cmdCheck},
+    {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
+     "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
+     "N is missing is renamed into place; one beside its record N is removed (that write\n"
+     "never completed); one that is not a whole record is left for you to inspect; marked\n"
+     "names are removed as 'recover' removes them. Each file is printed with what was done.\n"
+     "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
+     "stop, before the host starts writing again.\n",
+     0, 1, kOptRoot | kOptDryRun, cmdRepair},
     {"dump", "[TABLE]", "every record of one table or of all tables",
      "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
      "the tables are the keys of one object.\n",
@@ -182,6 +191,9 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
     } else if (arg == "--yes") {
       options.yes = true;
       options.given |= kOptYes;
+    } else if (arg == "--dry-run") {
+      options.dryRun = true;
+      options.given |= kOptDryRun;
     } else if (!takeValue(argv, i, options)) {
       throw UsageError("unknown option " + quoted(arg));
     }
@@ -207,13 +219,15 @@ const char* optionName(unsigned bit) {
       return "--yes";
     case kOptCreate:
       return "--id or --host";
+    case kOptDryRun:
+      return "--dry-run";
     default:
       return "--description";
   }
 }
 
 void checkUsage(const Command& command, const Options& options) {
-  for (unsigned bit = 1; bit <= kOptDescription; bit <<= 1) {
+  for (unsigned bit = 1; bit <= kOptDryRun; bit <<= 1) {
     if ((options.given & bit) && !(command.options & bit))
       throw UsageError(std::string(command.name) + " does not take " + optionName(bit));
   }

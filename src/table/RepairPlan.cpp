@@ -1,0 +1,94 @@
+#include "table/RepairPlan.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "gux.h"
+#include "table/RecordFormat.h"
+#include "table/RecordNames.h"
+#include "util/LineReader.h"
+#include "util/Path.h"
+
+namespace TalDB {
+
+namespace {
+
+// The record path a leftover belongs to: its own path without ".tmp".
+bool RecordPathOf(const char* dir, const char* name, char* out) {
+  size_t length = strlen(name);
+  size_t suffix = strlen(kTempSuffix);
+  if (length <= suffix || strcmp(name + length - suffix, kTempSuffix) != 0) return false;
+  snprintf(out, kPathLimit, "%s%s%.*s", dir, "/", static_cast<int>(length - suffix), name);
+  return true;
+}
+
+}  // namespace
+
+RepairAction PlanRepair(const char* dir, const char* name, size_t columns) {
+  if (IsDotEntry(name)) return RepairAction::kNone;
+  if (IsMarkedName(name)) return RepairAction::kRemoveMarked;
+  char record[kPathLimit];
+  if (!RecordPathOf(dir, name, record)) return RepairAction::kNone;
+  if (gux_access(record, 0) == 0) return RepairAction::kDropStale;
+  char leftover[kPathLimit];
+  JoinPath(leftover, dir, name);
+  LineReader line;
+  if (line.read(leftover) != LineReader::kRead) return RepairAction::kLeaveTorn;
+  return IsWholeRecord(line.data(), line.size(), columns) ? RepairAction::kFinishWrite
+                                                          : RepairAction::kLeaveTorn;
+}
+
+const char* RepairOutcome(RepairAction action, bool done) {
+  switch (action) {
+    case RepairAction::kFinishWrite:
+      return done ? "renamed into place: its record was missing"
+                  : "would be renamed into place: its record is missing";
+    case RepairAction::kDropStale:
+      return done ? "removed: its record exists, so this write never completed"
+                  : "would be removed: its record exists, so this write never completed";
+    case RepairAction::kLeaveTorn:
+      return "left in place: not a whole record, inspect it by hand";
+    case RepairAction::kRemoveMarked:
+      return done ? "removed: a marked name, never a record"
+                  : "would be removed: a marked name, never a record";
+    case RepairAction::kNone:
+      break;
+  }
+  return "left alone";
+}
+
+int ApplyRepair(const char* dir, const char* name, RepairAction action) {
+  char path[kPathLimit];
+  JoinPath(path, dir, name);
+  char record[kPathLimit];
+  switch (action) {
+    case RepairAction::kNone:
+      return 0;
+    case RepairAction::kRemoveMarked:
+      if (unlink(path) == 0) InfoA(0, "%s: %s", path, RepairOutcome(action, true));
+      return 0;
+    case RepairAction::kLeaveTorn:
+      ErrorA(16, "%s: %s", path, RepairOutcome(action, true));
+      return 0;
+    case RepairAction::kDropStale:
+      if (unlink(path) != 0) {
+        ErrorA(20, "%s: cannot be removed (%s)", path, strerror(errno));
+        return 20;
+      }
+      break;
+    case RepairAction::kFinishWrite:
+      // The same rename and directory flush that end every durable write.
+      RecordPathOf(dir, name, record);
+      if (rename_dirfsync(path, record, dir, 0) == -1) {
+        ErrorA(20, "%s: cannot be renamed into place (%s)", path, strerror(errno));
+        return 20;
+      }
+      break;
+  }
+  InfoA(0, "%s: %s", path, RepairOutcome(action, true));
+  return 0;
+}
+
+}  // namespace TalDB

@@ -1,0 +1,37 @@
+// What repair does with each entry of a table directory. A durable write
+// leaves "N.tmp" behind when it is interrupted; whether that file is the only
+// copy of an acknowledged record, an abandoned write, or a torn one decides
+// what happens to it. The tool's dry run and its check ask the same question,
+// so the answer is given here once.
+#ifndef TALDB_TABLE_REPAIRPLAN_H
+#define TALDB_TABLE_REPAIRPLAN_H
+
+#include <stddef.h>
+
+namespace TalDB {
+
+enum class RepairAction {
+  kNone,          // a record, or anything else repair leaves alone
+  kFinishWrite,   // N.tmp holds a whole record and N is missing: rename it into place
+  kDropStale,     // N.tmp beside N: a write that never completed; N stands
+  kLeaveTorn,     // N.tmp that is not a whole record: left for a person to look at
+  kRemoveMarked,  // a marked name, removed as recovery removes it
+};
+
+// The action for the entry `name` of the table directory `dir`, for a table of
+// `columns` columns. Reads the leftover's first line; changes nothing.
+RepairAction PlanRepair(const char* dir, const char* name, size_t columns);
+
+// What the action does, in the past tense when done and as a plan otherwise;
+// repair logs "PATH: outcome", the tool prints the same words.
+const char* RepairOutcome(RepairAction action, bool done);
+
+// Carries the action out under the caller's locks and logs one line for the
+// file it changed or left. Returns 0, or 20 when a leftover could not be
+// renamed or removed. A marked name that cannot be removed is passed over, as
+// recovery passes it over.
+int ApplyRepair(const char* dir, const char* name, RepairAction action);
+
+}  // namespace TalDB
+
+#endif  // TALDB_TABLE_REPAIRPLAN_H

@@ -1,0 +1,43 @@
+// The advisory lock that keeps processes apart on writes to one table
+// directory. Threads of one process are kept apart by the table's mutex; this
+// lock is taken after the mutex, on the table directory itself, so that every
+// process (and every separately made table object of one process) writing to
+// the same directory waits for the others.
+//
+// It is advisory: only writers that take it are excluded. Readers never take
+// it, since a rename replaces a record in one step. When the file system has
+// no locks, or the directory cannot be opened, the write goes on without one,
+// exactly as it would in a single process.
+#ifndef TALDB_UTIL_DIRLOCK_H
+#define TALDB_UTIL_DIRLOCK_H
+
+namespace TalDB {
+
+class CDirIterator;
+
+class DirLock {
+ public:
+  DirLock() = default;
+  // Releases the lock, and closes the descriptor when the lock opened it.
+  ~DirLock();
+  DirLock(const DirLock&) = delete;
+  DirLock& operator=(const DirLock&) = delete;
+
+  // Locks the directory at path through a descriptor of its own. openat is
+  // used instead of open so that the file-system calls of the durable write
+  // stay the only open calls a write makes.
+  void lockPath(const char* path);
+  // Locks the directory behind an open stream, which a scan opened anyway; the
+  // stream stays open, so the lock is released explicitly.
+  void lockStream(CDirIterator& stream);
+
+ private:
+  bool lockDescriptor(int fd);
+
+  int m_fd = -1;
+  bool m_ownsFd = false;
+};
+
+}  // namespace TalDB
+
+#endif  // TALDB_UTIL_DIRLOCK_H

@@ -1,0 +1,91 @@
+// taldb repair: the library's repair of interrupted writes, table by table,
+// printing each file it changed or left; or, with --dry-run, what it would do.
+#include <iostream>
+
+#include "Commands.h"
+#include "gux.h"
+#include "table/RepairPlan.h"
+#include "util/Path.h"
+
+namespace taldb_cli {
+
+namespace {
+
+using TalDB::CTable;
+using TalDB::RepairAction;
+
+// Files acted on and files left for a person, over all tables.
+struct Tally {
+  size_t changed = 0;
+  size_t left = 0;
+};
+
+// Prints the lines the library's repair would log, in directory order.
+void planTable(CTable& table, Tally& tally) {
+  TalDB::CDirIterator dir;
+  if (dir.open(table.path()) != 0) return;
+  while (struct dirent* entry = dir.read()) {
+    RepairAction action = TalDB::PlanRepair(table.path(), entry->d_name, table.columns().size());
+    if (action == RepairAction::kNone) continue;
+    char path[TalDB::kPathLimit];
+    TalDB::JoinPath(path, table.path(), entry->d_name);
+    std::cout << path << ": " << TalDB::RepairOutcome(action, false) << "\n";
+    ++(action == RepairAction::kLeaveTorn ? tally.left : tally.changed);
+  }
+}
+
+// Runs the repair and prints the library's own line for every file it
+// changed or left; returns the library's status.
+int repairTable(Context& ctx, CTable& table, Tally& tally) {
+  ctx.log().clear();
+  int status = table.repair();
+  for (const LibraryLog::Entry& entry : ctx.log().entries()) {
+    std::cout << entry.text << "\n";
+    ++(entry.level == GUX_LOG_INFO ? tally.changed : tally.left);
+  }
+  return status;
+}
+
+std::string files(size_t count) {
+  return std::to_string(count) + (count == 1 ? " file" : " files");
+}
+
+}  // namespace
+
+int cmdRepair(Context& ctx) {
+  std::vector<CTable*> tables;
+  if (!ctx.args().empty()) {
+    tables.push_back(&ctx.table(ctx.arg(0)));
+  } else {
+    ctx.openDatabase();
+    tables = sortedTables(ctx.db());
+  }
+  bool dryRun = ctx.options().dryRun;
+  Tally tally;
+  int failed = 0;
+  std::string failedTable;
+  for (CTable* table : tables) {
+    if (dryRun) {
+      planTable(*table, tally);
+      continue;
+    }
+    int status = repairTable(ctx, *table, tally);
+    if (status != 0 && failed == 0) {
+      failed = status;
+      failedTable = table->name();
+    }
+  }
+  std::cout << (dryRun ? "dry run over " : "repaired ") << tables.size()
+            << (tables.size() == 1 ? " table: " : " tables: ") << files(tally.changed)
+            << (dryRun ? " would change, " : " changed, ") << tally.left
+            << (dryRun ? " would be left in place; nothing was changed\n" : " left in place\n");
+  // The table directory that could not be read is reported after the others
+  // were repaired; the status names the first such table.
+  if (failed != 0) {
+    throw Failure("repair " + failedTable + ": failed (status " + std::to_string(failed) +
+                  "): " + describeStatus(failed));
+  }
+  return kExitOk;
+}
+
+}  // namespace taldb_cli
