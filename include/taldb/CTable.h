@@ -1,5 +1,37 @@
-// One table: its schema, its directory of record files, and the lock that
-// serialises work on them.
+// One table: its schema (an ordered list of columns), its directory of record
+// files, and the locks that serialise work on them.
+//
+// On disk: ROOT/tal/schema/NAME holds the schema line ("id[int]|name[varchar]")
+// and ROOT/tal/database/NAME/ID one record each: the values of every column
+// but the first, each followed by "|", with no line end. The first column's
+// value is the file name. Every write goes to ID.tmp, is flushed, replaces the
+// old file by a rename and flushes the directory.
+//
+// Results: every operation returns 0 or a status code and logs a short
+// message through the utility library (gux_set_log_sink routes it).
+//
+// Threads: every operation that walks the directory or changes records
+// (marked "locked" below) holds the table's mutex for the whole call. The
+// current record is the columns' values, shared by every caller: read it
+// (columns(), the lookups by key) only while no other thread works on the
+// table. A listing spans several calls on one directory stream, so run one
+// listing per table object at a time. Copies share their source's mutex and
+// exclude each other; the table that made the mutex must outlive its copies.
+//
+// Processes: every write (add, update, delete, recover, clear, repair) also
+// holds an advisory lock (flock) on the table directory, so writers in other
+// processes, and other table objects for the same directory in this process,
+// wait for each other. Reads take no such lock. On a file system without
+// locks, writes go on unlocked.
+//
+// Crashes: a write that returned 0 is on disk. A process stopped inside a
+// write can leave ID.tmp behind, and, when it stopped between removing the
+// old record and the rename, no ID at all: run repair() (or the database's)
+// at start-up after an unclean stop, before writing.
+//
+// Names: table and record names are used as path components unchanged. The
+// host validates them: no "/", no "." or "..", nothing holding ".ADD" or
+// ".UPDATE", and values without "|", "," or a line feed.
 #ifndef TALDB_CTABLE_H
 #define TALDB_CTABLE_H
 
@@ -16,59 +48,124 @@ namespace TalDB {
 
 class TALDB_EXPORT CTable {
  public:
+  // A table without a mutex: every locked operation refuses it with 20.
   CTable();
+  // The table NAME under the database root dbPath, with a mutex of its own.
+  // Touches no file; Open() builds the paths and reads the schema.
   CTable(const char* dbPath, const char* name);
-  // Copies share the source's lock, so work through any of them is serialised.
+  // Copies share the source's mutex, so work through any of them is serialised.
   CTable(const CTable& other);
   CTable& operator=(const CTable& other);
   ~CTable();
 
-  // Schema.
+  // ---- Schema
+  // Builds the paths and reads the schema under the mutex. 0; 3 no schema
+  // file (the old columns stay); 4, 5 or 18 from readSchema (no columns left);
+  // 20 no mutex.
   int Open();
+  // Renames the object to NAME, then Open().
   int Open(const char* name);
+  // Replaces the columns with those of the schema file at path. 0 (a
+  // definition that does not parse ends the list there); 4 cannot open;
+  // 5 empty first line; 18 no memory. Not locked: the caller holds the mutex.
   int readSchema(const char* path);
+  // The first column of that name, or null. Owned by the table, valid until
+  // the next schema read.
   CColumn* getcolumn(const char* name);
   const char* name() const;
 
-  // Reading one record into the columns.
+  // ---- Reading one record into the columns (not locked: the caller holds
+  // the mutex). 0; 8 cannot open; 16 empty, or too few fields (the columns
+  // up to the short one hold the new values); 18 no memory.
   int readRecord(const char* name);
+  // True for "." and "..", and for marked names unless includeMarked.
   bool is_ignorable_file(const char* name, bool includeMarked);
+  // Whether dir/entry is a directory (stat under the mutex).
   bool IsDir(struct dirent* entry, char* dir);
 
-  // Writing records.
+  // ---- Writing records
+  // The durable write of content to the path name (with a "/"): name.tmp is
+  // created (0640), written, flushed; an old name is removed; name.tmp is
+  // renamed to name and the directory flushed. 0 or -1. Not locked. After a
+  // failure name.tmp may hold the content, and name may be gone when the
+  // rename failed: repair() finishes it.
   int safe_save(const char* name, const char* content, int length);
+  // Locked. Adds a record from comma-separated values. With id null the
+  // first value is the id (a record of that id is replaced); otherwise the
+  // id is the largest record number + 1, stored in *id, refused with 15 when
+  // above maxId (0: no limit). 0; 11 wrong number of values (nothing
+  // written); 15; 18; 20 no mutex, or the durable write failed.
   int addRecord(const char* text, int* id, unsigned int maxId);
+  // The largest record number, 0 for none, 4294967295 when the directory
+  // cannot be opened. Not locked: it moves the listing stream.
   unsigned int get_max_id();
+  // Writes the current record to path. 0 or 20. Not locked.
   int update(const char* path);
+  // Locked. Reads the record NAME, applies "column=value,..." and writes it.
+  // 0; 7 no such record; 8, 16, 18 reading; 11 no key or unknown column
+  // (nothing written); 20 no mutex or the write failed.
   int updateRecord(const char* name, const char* values);
-  // Takes the malloc'ed buffer over and frees it.
+  // Applies assignments to the current record in memory. Takes the malloc'ed
+  // buffer over and frees it. 0, 11 or 18.
   int update_col(char* text);
+  // Locked. Removes the record file; 0 whether or not it was there, 20 no
+  // mutex.
   int deleteRecord(const char* name);
 
-  // Listing and lookups.
+  // ---- Listing and lookups (locked; no directory lock: a record being
+  // rewritten by another process may be missed by one scan)
+  // The number of record entries (files are not opened), or -1.
   int records();
+  // Walk the records matching condition ("col=value,...", null for all) in
+  // directory order; each 0 leaves the record in the columns. Start: 0, 7 no
+  // directory, 12 none, 20 no mutex. Next: 0, 12 (also before any start), 20.
   int ListRecordsStart(const char* condition);
   int ListRecordsNext(const char* condition);
+  // The same; on 0 the vector receives the table's own column pointers (not
+  // copies: do not delete them, nor keep them past the table).
   int ListRecordsStart(std::vector<CColumn*>& columns, const char* condition);
   int ListRecordsNext(std::vector<CColumn*>& columns, const char* condition);
+  // Whether the current record satisfies condition. Not locked.
   bool MatchColumn(const char* condition);
+  // The record whose "id" column is id, into the columns and the vector (the
+  // table's own pointers). 0, 7, 12 or 20. The mutex is held from the scan to
+  // the hand-over.
   int GetRecord(const char* id, std::vector<CColumn*>& columns);
+  // A value of the current record, not locked: 0; 13 no such column; 20 bad
+  // buffer or not a number. The numeric forms store the leading number even
+  // on 20.
   int GetValStr(const char* key, char* buf, unsigned int size);
-  int GetValStr(const char* id, const char* key, char* buf, unsigned int size);
   int GetValBigInt(const char* key, long& out);
-  int GetValBigInt(const char* id, const char* key, long& out);
   int GetValInt(const char* key, int& out);
+  // A value of the record with that id: 0, 7, 12, 13 or 20. Locked from the
+  // scan to the copy of the value, so a concurrent update on this object
+  // never hands over another record's value.
+  int GetValStr(const char* id, const char* key, char* buf, unsigned int size);
+  int GetValBigInt(const char* id, const char* key, long& out);
   int GetValInt(const char* id, const char* key, int& out);
 
-  // Maintenance.
+  // ---- Maintenance (locked, and under the directory lock)
+  // Removes entries whose names hold ".ADD" or ".UPDATE". 0; 7 no directory;
+  // 20 no mutex. Failed removals are passed over.
   int recover();
+  // Removes every entry of the table directory; the schema stays. 0; 17 no
+  // directory; 20 no mutex.
   int clear();
+  // Finishes or cleans up interrupted writes: NAME.tmp holding a whole record
+  // whose NAME is missing is renamed into place (with the directory flush);
+  // NAME.tmp beside NAME is removed (NAME is the acknowledged version);
+  // NAME.tmp that is not a whole record is left and logged; marked names go
+  // as recover() removes them. One log line per file changed or left.
+  // 0; 7 no directory; 20 no mutex, or a file that could not be renamed or
+  // removed (the other entries are still repaired).
   int repair();
 
+  // The columns: the schema and, at once, the current record. Owned by the
+  // table.
   const std::vector<CColumn*>& columns() const;
-  const char* path() const;
-  const char* schemaPath() const;
-  bool hasLock() const;
+  const char* path() const;        // the table directory
+  const char* schemaPath() const;  // the schema file
+  bool hasLock() const;            // false for a table made without a mutex
 
  private:
   int removeEntries(bool markedOnly, int unopenable);

@@ -12,6 +12,10 @@
 #include "FaultInjection.h"
 #include "LogCapture.h"
 
+// A new directory named PREFIX-XXXXXX under $TALDB_TEST_TMPDIR, /dev/shm or
+// /tmp; empty when it cannot be made.
+std::string MakeTempDir(const char* prefix);
+
 class TempRootTest : public ::testing::Test {
  protected:
   void SetUp() override;

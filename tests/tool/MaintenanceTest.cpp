@@ -1,4 +1,6 @@
 // check, recover and the demo: what they report, and what they change on disk.
+#include <unistd.h>
+
 #include "ToolFixture.h"
 
 TEST_F(ToolTest, CheckReportsEveryKindOfProblemAndChangesNothing) {
@@ -84,4 +86,37 @@ TEST_F(ToolTest, DemoShowsEveryStepOnAFreshDatabase) {
   EXPECT_EQ(again.status, 1);
   EXPECT_NE(again.err.find("holds a database already"), std::string::npos);
   EXPECT_EQ(run({"demo", dir_ + "/other", "--description", dir_ + "/none.ini"}).status, 1);
+}
+
+TEST_F(ToolTest, RepairPrintsWhatItWouldDoThenDoesIt) {
+  createDatabase();
+  writeFile(data("hosts/9.tmp"), "z|9|");
+  writeFile(data("hosts/1.tmp"), "h1|8|");
+  writeFile(data("hosts/7.tmp"), "torn|");
+  auto before = snapshot();
+  ToolResult plan = runAt({"repair", "hosts", "--dry-run"});
+  EXPECT_EQ(plan.status, 0) << plan.err;
+  EXPECT_EQ(snapshot(), before);
+  for (const std::string& line :
+       {data("hosts/9.tmp") + ": would be renamed into place: its record is missing\n",
+        data("hosts/1.tmp") +
+            ": would be removed: its record exists, so this write never completed\n",
+        data("hosts/7.tmp") + ": left in place: not a whole record, inspect it by hand\n",
+        std::string("dry run over 1 table: 2 files would change, 1 would be left in place; nothing "
+                    "was changed\n")}) {
+    EXPECT_NE(plan.out.find(line), std::string::npos) << line << plan.out;
+  }
+  ToolResult done = runAt({"repair"});
+  EXPECT_EQ(done.status, 0) << done.err;
+  EXPECT_NE(done.out.find("repaired 2 tables: 2 files changed, 1 left in place\n"),
+            std::string::npos)
+      << done.out;
+  EXPECT_EQ(readFile(data("hosts/9")), "z|9|");
+  EXPECT_FALSE(exists(data("hosts/1.tmp")));
+  EXPECT_TRUE(exists(data("hosts/7.tmp")));
+
+  rmdir(data("notes").c_str());
+  ToolResult failed = runAt({"repair"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_NE(failed.err.find("repair notes: failed (status 7)"), std::string::npos) << failed.err;
 }
