@@ -106,6 +106,7 @@ class TALDB_EXPORT CTalDatabase {
  private:
   int registerNewTable(const char* name);
   int addTableWithSchema(const char* name, const char* schema);
+  int createTableFromDescription(const char* table, const char* iniFile);
   void destroyTables();
   void unregister(CTable* table);
 

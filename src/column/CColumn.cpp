@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "gux.h"
+#include "util/Status.h"
 
 namespace TalDB {
 
@@ -33,7 +34,7 @@ CColumn::CColumn(const CColumn& other)
       m_type(other.m_type),
       m_primaryKey(other.m_primaryKey),
       m_data(strdup(other.valueText())) {
-  if (m_data == nullptr) ErrorA(18, "no memory");
+  if (m_data == nullptr) NoMemory();
 }
 
 CColumn::~CColumn() {
@@ -49,10 +50,7 @@ int CColumn::SetInfo(const char* definition) {
   // The name is set before the type word is judged: an unknown type still
   // renames the column.
   char* name = strndup(definition, open - definition);
-  if (name == nullptr) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
+  if (name == nullptr) return NoMemory();
   free(m_name);
   m_name = name;
 
@@ -82,11 +80,7 @@ int CColumn::SetData(const char* value) {
   free(m_data);
   m_data = static_cast<char*>(malloc(length + 1));
   if (m_data != nullptr) memcpy(m_data, text, length + 1);
-  if (m_data == nullptr) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
-  return 0;
+  return m_data != nullptr ? 0 : NoMemory();
 }
 
 int CColumn::GetDataStr(char* buf, unsigned int size) {

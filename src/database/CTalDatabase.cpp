@@ -1,21 +1,20 @@
 #include "taldb/CTalDatabase.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <new>
 
 #include "gux.h"
+#include "table/RecordFormat.h"
 #include "table/RecordNames.h"
-#include "taldb/CUtils.h"
+#include "util/FileSystem.h"
 #include "util/Guards.h"
 #include "util/Path.h"
+#include "util/Status.h"
 #include "util/TextBuffer.h"
 
 namespace TalDB {
@@ -28,6 +27,8 @@ constexpr const char kDefaultHost[] = "127.0.0.1";
 constexpr mode_t kTableDirMode = 0775;
 // Mode of the schema and data directories made by Create.
 constexpr mode_t kTreeMode = 0700;
+// Mode of schema files; the process's file-creation mask applies.
+constexpr mode_t kSchemaMode = 0666;
 
 // The placeholders of seed records, in the order they are replaced.
 struct Placeholder {
@@ -35,25 +36,32 @@ struct Placeholder {
   const char* replacement;
 };
 
-// Turns one item of a column specification, such as "id(int)", into a schema
-// definition "id[int]". Returns 0, 11 for an item that begins with "(" or ")",
-// or 1 for a type other than "int" and "varchar".
-int AppendColumnItem(const char* item, bool first, TextBuffer& schema, bool& noMemory) {
-  size_t length = strlen(item);
-  const char* open = strchr(item, '(');
-  const char* close = strchr(item, ')');
-  if (open == item || close == item) return 11;
-  const char* nameEnd = open != nullptr ? open : item + length;
-  const char* typeStart = open != nullptr ? open + 1 : item;
-  const char* typeEnd = (close != nullptr && close >= typeStart) ? close : item + length;
-  size_t typeLength = typeEnd - typeStart;
-  bool known = (typeLength == 3 && strncmp(typeStart, "int", 3) == 0) ||
-               (typeLength == 7 && strncmp(typeStart, "varchar", 7) == 0);
-  if (!known) return 1;
-  noMemory = (!first && !schema.append('|')) || !schema.append(item, nameEnd - item) ||
-             !schema.append('[') || !schema.append(typeStart, typeLength) || !schema.append(']');
-  return 0;
-}
+// The list of section names of a description file, each followed by a NUL
+// and the list by one more; the first name is the database's own section. A
+// list longer than the fixed buffer is read again, whole, into one of its own.
+class SectionList {
+ public:
+  // 0; 12 no sections (logged); 18 no memory for the longer list (logged).
+  int read(const char* iniFile) {
+    int length = InifileGetValueA(nullptr, nullptr, m_fixed, sizeof(m_fixed), nullptr, iniFile);
+    if (length < 1) return Fail(12, "Can't get value [%s]", iniFile);
+    if (length > static_cast<int>(sizeof(m_fixed))) {
+      m_large = static_cast<char*>(malloc(length + 1));
+      if (m_large == nullptr) return NoMemory();
+      InifileGetValueA(nullptr, nullptr, m_large, length, nullptr, iniFile);
+    }
+    m_cursor = m_large != nullptr ? m_large : m_fixed;
+    return 0;
+  }
+  ~SectionList() { free(m_large); }
+  // The next name, or null after the last.
+  char* next() { return StringGetNextA(&m_cursor, '\0'); }
+
+ private:
+  char m_fixed[4095];
+  char* m_large = nullptr;
+  char* m_cursor = nullptr;
+};
 
 }  // namespace
 
@@ -64,7 +72,7 @@ CTalDatabase* CTalDatabase::m_instance = nullptr;
 CTalDatabase* CTalDatabase::Instance() {
   if (m_instance == nullptr) {
     m_instance = new (std::nothrow) CTalDatabase();
-    if (m_instance == nullptr) ErrorA(18, "no memory");
+    if (m_instance == nullptr) NoMemory();
   }
   return m_instance;
 }
@@ -104,10 +112,7 @@ int CTalDatabase::open(const char* root) {
 
 int CTalDatabase::open() {
   if (m_opened) return 0;
-  if (m_dbPath[0] == '\0') {
-    ErrorA(20, "Tal DB's path is NULL! Please try open(xxx)");
-    return 20;
-  }
+  if (m_dbPath[0] == '\0') return Fail(20, "Tal DB's path is NULL! Please try open(xxx)");
   char schemaDir[kPathLimit];
   RootPath(schemaDir, m_dbPath, kSchemaDir);
   CDirIterator dir;
@@ -133,10 +138,7 @@ int CTalDatabase::open(_kwConfigClass* config) {
   int length = InifileGetValueA(_gux_config_section_string_table_[GUX_CFG_SECTION_STORAGE],
                                 _gux_config_entry_string_table_[GUX_CFG_ENTRY_STORAGE_DATABASE],
                                 m_dbPath, sizeof(m_dbPath), "", configFile);
-  if (length < 1) {
-    ErrorA(20, "can't find StorageDatabase Path from [%s]", configFile);
-    return 20;
-  }
+  if (length < 1) return Fail(20, "can't find StorageDatabase Path from [%s]", configFile);
   return open();
 }
 
@@ -150,10 +152,7 @@ CTable* CTalDatabase::GetTable(const char* name) {
 
 int CTalDatabase::registerNewTable(const char* name) {
   CTable* table = new (std::nothrow) CTable(m_dbPath, name);
-  if (table == nullptr) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
+  if (table == nullptr) return NoMemory();
   int rc = table->Open();
   if (rc == 0) {
     try {
@@ -161,8 +160,7 @@ int CTalDatabase::registerNewTable(const char* name) {
       ++m_tableCount;
       return 0;
     } catch (const std::bad_alloc&) {
-      ErrorA(18, "no memory");
-      rc = 18;
+      rc = NoMemory();
     }
   }
   delete table;
@@ -187,27 +185,21 @@ int CTalDatabase::createSchemaF(const char* table, const char* schema) {
   char fingerprint[65] = "";
   KwFPFromData_r(schema, length, fingerprint, sizeof(fingerprint), 3);
 
-  int fd = ::open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  if (fd < 0) {
-    ErrorA(4, "failed to create schema file: %s", path);
-    return 4;
-  }
+  int fd = CreateFile(path, kSchemaMode);
+  if (fd < 0) return Fail(4, "failed to create schema file: %s", path);
   // Write failures after the file was opened are not detected: the schema file
   // is written once, when the table is made, and read back at every open.
   TextBuffer content;
   if (content.append(schema, length) && content.append('\n') && content.append(fingerprint)) {
     safe_write(fd, content.data(), content.size());
   }
-  ::close(fd);
+  CloseFile(fd);
   return 0;
 }
 
 int CTalDatabase::addTableWithSchema(const char* name, const char* schema) {
   int rc = createSchemaF(name, schema);
-  if (rc != 0) {
-    ErrorA(rc, "creat schema error [%s]", name);
-    return rc;
-  }
+  if (rc != 0) return Fail(rc, "creat schema error [%s]", name);
   createTableF(name);
   rc = registerNewTable(name);
   if (rc != 0) ErrorA(rc, "open table error");
@@ -216,29 +208,12 @@ int CTalDatabase::addTableWithSchema(const char* name, const char* schema) {
 
 int CTalDatabase::AddTable(const char* name, const char* columns) {
   if (!ParamsPresent(name, columns)) return 20;
-  if (GetTable(name) != nullptr) {
-    ErrorA(20, "table [%s] already exist", name);
-    return 20;
-  }
+  if (GetTable(name) != nullptr) return Fail(20, "table [%s] already exist", name);
   char* copy = strdup(columns);
-  if (copy == nullptr) {
-    ErrorA(18, "can't strdup");
-    return 18;
-  }
-  CUtils::strstrip(copy);
+  if (copy == nullptr) return Fail(18, "can't strdup");
   TextBuffer schema;
-  int rc = 0;
-  bool noMemory = false;
-  char* cursor = copy;
-  for (bool first = true; char* item = StringGetNextA(&cursor, ','); first = false) {
-    rc = AppendColumnItem(item, first, schema, noMemory);
-    if (rc != 0 || noMemory) break;
-  }
+  int rc = ColumnSpecToSchema(copy, schema);
   free(copy);
-  if (noMemory) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
   return rc != 0 ? rc : addTableWithSchema(name, schema.data());
 }
 
@@ -246,10 +221,8 @@ int CTalDatabase::CheckAddTable(const char* name, const char* iniFile) {
   if (!ParamsPresent(name, iniFile)) return 20;
   if (GetTable(name) != nullptr) return 0;
   char schema[kValueLimit];
-  if (InifileGetValueA(name, "schema", schema, sizeof(schema), nullptr, iniFile) < 1) {
-    ErrorA(12, "Can't get table [%s] schema information from inifile [%s]", name, iniFile);
-    return 12;
-  }
+  if (InifileGetValueA(name, "schema", schema, sizeof(schema), nullptr, iniFile) < 1)
+    return Fail(12, "Can't get table [%s] schema information from inifile [%s]", name, iniFile);
   return addTableWithSchema(name, schema);
 }
 
@@ -259,7 +232,7 @@ int CTalDatabase::createTableF(const char* name) {
   TablePath(path, m_dbPath, kDataDir, name);
   // An existing directory is as good as a new one; anything worse shows up
   // when the table's records are first used.
-  mkdir(path, kTableDirMode);
+  MakeDirectory(path, kTableDirMode);
   return 0;
 }
 
@@ -267,40 +240,26 @@ int CTalDatabase::DropTable(const char* name) {
   if (!ParamsPresent(name)) return 20;
   CTable* table = GetTable(name);
   if (table == nullptr) {
+    // Logged as a table that is not there (14), returned as not found (7).
     ErrorA(14, "table %s does not exist", name);
     return 7;
   }
   int rc = DropTable(table);
-  if (rc != 0) {
-    ErrorA(rc, "can't drop table [%s]", name);
-    return rc;
-  }
+  if (rc != 0) return Fail(rc, "can't drop table [%s]", name);
   unregister(table);
   return 0;
 }
 
 int CTalDatabase::DropTable(CTable* table) {
-  if (table == nullptr) {
-    ErrorA(20, "parameter null");
-    return 20;
-  }
-  if (table->records() != 0) {
-    ErrorA(14, "the table is not empty");
-    return 14;
-  }
+  if (table == nullptr) return Fail(20, "parameter null");
+  if (table->records() != 0) return Fail(14, "the table is not empty");
   char path[kPathLimit];
   TablePath(path, m_dbPath, kDataDir, table->name());
-  if (rmdir(path) == -1) {
-    int error = errno;
-    ErrorA(20, "can't rmdir [%s], reason [%s]", path, strerror(error));
-    return 20;
-  }
+  if (RemoveDirectory(path) == -1)
+    return Fail(20, "can't rmdir [%s], reason [%s]", path, strerror(errno));
   TablePath(path, m_dbPath, kSchemaDir, table->name());
-  if (unlink(path) != 0) {
-    int error = errno;
-    ErrorA(20, "can't unlink [%s], reason [%s]", path, strerror(error));
-    return 20;
-  }
+  if (RemoveFile(path) != 0)
+    return Fail(20, "can't unlink [%s], reason [%s]", path, strerror(errno));
   return 0;
 }
 
@@ -308,25 +267,16 @@ int CTalDatabase::drop() {
   while (!m_tables.empty()) {
     CTable* table = m_tables.front();
     int rc = table->clear();
-    if (rc != 0) {
-      ErrorA(rc, "can't clear talbe [%s]", table->name());
-      return rc;
-    }
+    if (rc != 0) return Fail(rc, "can't clear talbe [%s]", table->name());
     rc = DropTable(table);
-    if (rc != 0) {
-      ErrorA(rc, "can't Drop table [%s]", table->name());
-      return rc;
-    }
+    if (rc != 0) return Fail(rc, "can't Drop table [%s]", table->name());
     unregister(table);
   }
   for (const char* sub : {kSchemaDir, kDataDir, kContainerDir}) {
     char path[kPathLimit];
     RootPath(path, m_dbPath, sub);
-    if (!DeleteTreeA(path)) {
-      int error = errno;
-      ErrorA(20, "can delete dir [%s] reason [%s]", path, strerror(error));
-      return 20;
-    }
+    if (!DeleteTreeA(path))
+      return Fail(20, "can delete dir [%s] reason [%s]", path, strerror(errno));
   }
   return 0;
 }
@@ -337,56 +287,32 @@ int CTalDatabase::Create(const char* iniFile, int id, const char* host) {
   if (!ParamsPresent(iniFile)) return 20;
   m_id = id != 0 ? id : 1;
   guxstrcpy(m_host, host != nullptr && host[0] != '\0' ? host : kDefaultHost, sizeof(m_host));
-  if (gux_access(iniFile, 0) != 0) {
-    ErrorA(20, "can't find ini file at [%s]", iniFile);
-    return 20;
-  }
+  if (gux_access(iniFile, 0) != 0) return Fail(20, "can't find ini file at [%s]", iniFile);
   for (const char* sub : {kSchemaDir, kDataDir}) {
     char path[kPathLimit];
     RootPath(path, m_dbPath, sub);
-    if (!CreateTreeA(path, kTreeMode)) {
-      ErrorA(20, "Create Tree [%s] failed", path);
-      return 20;
-    }
+    if (!CreateTreeA(path, kTreeMode)) return Fail(20, "Create Tree [%s] failed", path);
   }
-
-  char list[4095];
-  char* sections = list;
-  int length = InifileGetValueA(nullptr, nullptr, list, sizeof(list), nullptr, iniFile);
-  if (length < 1) {
-    ErrorA(12, "Can't get value [%s]", iniFile);
-    return 12;
-  }
-  // A long section list is read again, whole, into a buffer of its own.
-  char* large = nullptr;
-  if (length > static_cast<int>(sizeof(list))) {
-    large = static_cast<char*>(malloc(length + 1));
-    if (large == nullptr) {
-      ErrorA(18, "no memory");
-      return 18;
-    }
-    InifileGetValueA(nullptr, nullptr, large, length, nullptr, iniFile);
-    sections = large;
-  }
-
+  SectionList sections;
+  int rc = sections.read(iniFile);
+  if (rc != 0) return rc;
   // The first section describes the database, not a table.
-  char* cursor = sections;
-  StringGetNextA(&cursor, '\0');
-  int rc = 0;
-  while (char* table = StringGetNextA(&cursor, '\0')) {
-    char schema[kValueLimit];
-    if (InifileGetValueA(table, "schema", schema, sizeof(schema), nullptr, iniFile) < 1) {
-      rc = 12;
-      break;
-    }
-    rc = createSchemaF(table, schema);
-    if (rc != 0) break;
-    createTableF(table);
-    rc = insertRecordsFromIni(table, iniFile);
-    if (rc != 0) break;
+  sections.next();
+  while (char* table = sections.next()) {
+    rc = createTableFromDescription(table, iniFile);
+    if (rc != 0) return rc;
   }
-  free(large);
-  return rc;
+  return 0;
+}
+
+int CTalDatabase::createTableFromDescription(const char* table, const char* iniFile) {
+  char schema[kValueLimit];
+  // A table section without a schema ends the creation without a message.
+  if (InifileGetValueA(table, "schema", schema, sizeof(schema), nullptr, iniFile) < 1) return 12;
+  int rc = createSchemaF(table, schema);
+  if (rc != 0) return rc;
+  createTableF(table);
+  return insertRecordsFromIni(table, iniFile);
 }
 
 int CTalDatabase::recover() {
@@ -417,10 +343,7 @@ int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {
   // touches the catalogue.
   CTable seeded(m_dbPath, table);
   int rc = seeded.Open();
-  if (rc != 0) {
-    ErrorA(rc, "Can't get table");
-    return rc;
-  }
+  if (rc != 0) return Fail(rc, "Can't get table");
   char idText[128];
   snprintf(idText, sizeof(idText), "%i", m_id);
   const Placeholder placeholders[] = {
@@ -433,10 +356,8 @@ int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {
     if (InifileGetValueA(table, key, record, sizeof(record), nullptr, inifile) < 1) return 0;
     for (const Placeholder& placeholder : placeholders) {
       if (StringFindAndReplaceA(record, sizeof(record), placeholder.text,
-                                placeholder.replacement) == 0) {
-        ErrorA(19, "Unable to replace %s", placeholder.text);
-        return 19;
-      }
+                                placeholder.replacement) == 0)
+        return Fail(19, "Unable to replace %s", placeholder.text);
     }
     rc = seeded.addRecord(record, nullptr, 0);
     if (rc != 0) return rc;

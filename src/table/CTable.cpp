@@ -1,66 +1,28 @@
 #include "taldb/CTable.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <exception>
 #include <new>
 
 #include "gux.h"
+#include "table/DurableWrite.h"
 #include "table/RecordCondition.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
 #include "table/RepairPlan.h"
-#include "taldb/CUtils.h"
 #include "util/DirLock.h"
+#include "util/FileSystem.h"
 #include "util/Guards.h"
 #include "util/LineReader.h"
 #include "util/Path.h"
-#include "util/TextBuffer.h"
+#include "util/Status.h"
 
 namespace TalDB {
 
 namespace {
-
-// A table's mutex, counted so that it lives as long as the last table object
-// that refers to it: copies share their source's mutex, and an assignment must
-// be able to let go of the one the target had without pulling it away from
-// that target's own copies.
-struct SharedMutex {
-  pthread_mutex_t mutex;  // first, so that a pointer to it is one to the whole
-  std::atomic<int> users;
-};
-
-pthread_mutex_t* NewMutex() {
-  SharedMutex* shared = new (std::nothrow) SharedMutex;
-  if (shared == nullptr) {
-    ErrorA(18, "no memory");
-    return nullptr;
-  }
-  pthread_mutex_init(&shared->mutex, nullptr);
-  shared->users = 1;
-  return &shared->mutex;
-}
-
-pthread_mutex_t* ShareMutex(pthread_mutex_t* mutex) {
-  if (mutex != nullptr) reinterpret_cast<SharedMutex*>(mutex)->users++;
-  return mutex;
-}
-
-void ReleaseMutex(pthread_mutex_t* mutex) {
-  if (mutex == nullptr) return;
-  SharedMutex* shared = reinterpret_cast<SharedMutex*>(mutex);
-  if (--shared->users == 0) {
-    pthread_mutex_destroy(&shared->mutex);
-    delete shared;
-  }
-}
 
 char* CopyText(const char* text) { return strdup(text != nullptr ? text : ""); }
 
@@ -74,6 +36,15 @@ CColumn* KeyColumn(CTable& table, const char* key, int reportCode) {
   return column;
 }
 
+int ExposeColumns(const std::vector<CColumn*>& columns, std::vector<CColumn*>& out) {
+  try {
+    out = columns;
+  } catch (const std::bad_alloc&) {
+    return NoMemory();
+  }
+  return 0;
+}
+
 // The largest numeric value of a record name on an open stream, read to its
 // end; 0 when there is none.
 unsigned int LargestRecordNumber(CDirIterator& stream) {
@@ -85,19 +56,23 @@ unsigned int LargestRecordNumber(CDirIterator& stream) {
   return largest;
 }
 
-int ExposeColumns(const std::vector<CColumn*>& columns, std::vector<CColumn*>& out) {
-  try {
-    out = columns;
-  } catch (const std::bad_alloc&) {
-    ErrorA(18, "no memory");
-    return 18;
+// Sets the columns from a record line, the first to the record name. Returns
+// how many were set: fewer than all when the line runs out of fields or a
+// value cannot be copied. Nothing set before a failure is undone.
+size_t SetColumns(const std::vector<CColumn*>& columns, const char* name, char* line) {
+  if (columns[0]->SetData(name) != 0) return 0;
+  RecordFields fields(line);
+  size_t set = 1;
+  for (; set < columns.size(); ++set) {
+    const char* value = fields.next();
+    if (value == nullptr || columns[set]->SetData(value) != 0) break;
   }
-  return 0;
+  return set;
 }
 
 }  // namespace
 
-// ---- Object ---------------------------------------------------------------
+// ---- The object
 
 CTable::CTable()
     : m_name(CopyText("")),
@@ -112,11 +87,14 @@ CTable::CTable(const char* dbPath, const char* name)
       m_path(),
       m_schemaPath(),
       m_dbPath(CopyText(dbPath)),
-      m_mutex(NewMutex()),
+      m_mutex(NewSharedMutex()),
       m_ownMutex(m_mutex != nullptr) {
   if (dbPath == nullptr || name == nullptr) ErrorA(20, "invalid parameter");
 }
 
+// m_ownMutex says which object made the mutex, as hosts see it; the mutex
+// itself is counted, so it outlives whichever of the sharing objects goes
+// last.
 CTable::CTable(const CTable& other)
     : m_name(CopyText(other.m_name)),
       m_path(),
@@ -164,14 +142,14 @@ void CTable::copyColumnsFrom(const CTable& other) {
   try {
     m_columns.reserve(other.m_columns.size());
   } catch (const std::bad_alloc&) {
-    ErrorA(18, "no memory");
+    NoMemory();
     return;
   }
   for (const CColumn* source : other.m_columns) {
     // The column copy reports a value it could not duplicate and stays valueless.
     CColumn* copy = new (std::nothrow) CColumn(*source);
     if (copy == nullptr) {
-      ErrorA(18, "no memory");
+      NoMemory();
       return;
     }
     m_columns.push_back(copy);
@@ -184,34 +162,27 @@ const char* CTable::path() const { return m_path; }
 const char* CTable::schemaPath() const { return m_schemaPath; }
 bool CTable::hasLock() const { return m_mutex != nullptr; }
 
-// ---- Schema ---------------------------------------------------------------
+// ---- Schema
 
 int CTable::Open() {
   if (!LockAcquired(m_mutex)) return 20;
   TablePath(m_path, TextOf(m_dbPath), kDataDir, TextOf(m_name));
   TablePath(m_schemaPath, TextOf(m_dbPath), kSchemaDir, TextOf(m_name));
-  if (gux_access(m_schemaPath, 0) != 0) {
-    ErrorA(3, "no such file [%s]", m_schemaPath);
-    return 3;
-  }
+  if (gux_access(m_schemaPath, 0) != 0) return Fail(3, "no such file [%s]", m_schemaPath);
   MutexGuard hold(m_mutex);
   try {
     return readSchema(m_schemaPath);
   } catch (const std::exception& e) {
-    ErrorA(4, "Catched runtime exception in readSchema: %s", e.what());
+    return Fail(4, "Catched runtime exception in readSchema: %s", e.what());
   } catch (...) {
-    ErrorA(4, "Catched unknown runtime exception in readSchema");
+    return Fail(4, "Catched unknown runtime exception in readSchema");
   }
-  return 4;
 }
 
 int CTable::Open(const char* name) {
   if (!ParamsPresent(name)) return 20;
   char* copy = CopyText(name);
-  if (copy == nullptr) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
+  if (copy == nullptr) return NoMemory();
   free(m_name);
   m_name = copy;
   return Open();
@@ -223,40 +194,10 @@ int CTable::readSchema(const char* path) {
   if (!ParamsPresent(path)) return 20;
   LineReader line;
   LineReader::Result read = line.read(path);
-  if (read == LineReader::kCannotOpen) {
-    ErrorA(4, "failed to open schema file: %s", path);
-    return 4;
-  }
-  if (read == LineReader::kNoMemory) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
-  if (line.size() == 0) {
-    InfoA(5, "schema length is 0");
-    return 5;
-  }
-  // A definition that does not parse ends the schema; the columns before it
-  // stand and the read still succeeds.
-  char* cursor = line.data();
-  while (char* definition = StringGetNextA(&cursor, '|')) {
-    CColumn* column = new (std::nothrow) CColumn();
-    if (column == nullptr) {
-      ErrorA(18, "no memory");
-      return 18;
-    }
-    if (column->SetInfo(definition) != 0) {
-      delete column;
-      break;
-    }
-    try {
-      m_columns.push_back(column);
-    } catch (const std::bad_alloc&) {
-      delete column;
-      ErrorA(18, "no memory");
-      return 18;
-    }
-  }
-  return 0;
+  if (read == LineReader::kCannotOpen) return Fail(4, "failed to open schema file: %s", path);
+  if (read == LineReader::kNoMemory) return NoMemory();
+  if (line.size() == 0) return FailInfo(5, "schema length is 0");
+  return ParseSchemaLine(line.data(), m_columns);
 }
 
 CColumn* CTable::getcolumn(const char* name) {
@@ -267,7 +208,7 @@ CColumn* CTable::getcolumn(const char* name) {
   return nullptr;
 }
 
-// ---- Reading one record ---------------------------------------------------
+// ---- Reading one record
 
 int CTable::readRecord(const char* name) {
   if (!ParamsPresent(name)) return 20;
@@ -275,35 +216,14 @@ int CTable::readRecord(const char* name) {
   JoinPath(path, m_path, name);
   LineReader line;
   LineReader::Result read = line.read(path);
-  if (read == LineReader::kCannotOpen) {
-    ErrorA(8, "failed to open record file: %s", path);
-    return 8;
-  }
+  if (read == LineReader::kCannotOpen) return Fail(8, "failed to open record file: %s", path);
+  // The copy of the record line that could not be made is the one failure
+  // reading does not report.
   if (read == LineReader::kNoMemory) return 18;
-  if (line.size() == 0) {
-    ErrorA(16, "record length is 0, error");
-    return 16;
-  }
+  if (line.size() == 0) return Fail(16, "record length is 0, error");
   if (m_columns.empty()) return 0;
-
-  // The values are set in column order and nothing is undone on a failure:
-  // callers do not use the columns after one.
-  size_t set = 0;
-  if (m_columns[0]->SetData(name) == 0) {
-    set = 1;
-    char* cursor = line.data();
-    char value[kValueLimit];
-    for (; set < m_columns.size(); ++set) {
-      char* field = StringGetNextA(&cursor, '|');
-      if (field == nullptr) break;
-      KwStringUnescapeA(field, value, sizeof(value));
-      if (m_columns[set]->SetData(value) != 0) break;
-    }
-  }
-  if (set != m_columns.size()) {
-    ErrorA(16, "can't readRecord: record's content error");
-    return 16;
-  }
+  if (SetColumns(m_columns, name, line.data()) != m_columns.size())
+    return Fail(16, "can't readRecord: record's content error");
   return 0;
 }
 
@@ -311,11 +231,9 @@ bool CTable::is_ignorable_file(const char* name, bool includeMarked) {
   if (!ParamsPresent(name)) return true;
   if (IsDotEntry(name)) return true;
   if (includeMarked) return false;
-  if (IsMarkedName(name)) {
-    ReportMarkedName(name);
-    return true;
-  }
-  return false;
+  if (!IsMarkedName(name)) return false;
+  ReportMarkedName(name);
+  return true;
 }
 
 bool CTable::IsDir(struct dirent* entry, char* dir) {
@@ -323,109 +241,33 @@ bool CTable::IsDir(struct dirent* entry, char* dir) {
   if (!ParamsPresent(entry, dir)) return false;
   char path[kPathLimit];
   JoinPath(path, dir, entry->d_name);
-  struct stat st;
-  int rc;
-  {
-    MutexGuard hold(m_mutex);
-    rc = stat(path, &st);
-  }
-  return rc == 0 && S_ISDIR(st.st_mode);
+  MutexGuard hold(m_mutex);
+  return IsDirectory(path);
 }
 
-// ---- Writing records ------------------------------------------------------
+// ---- Writing records
 
 int CTable::safe_save(const char* name, const char* content, int length) {
   if (!ParamsPresent(name, content) || length < 0) return -1;
-  char temporary[kPathLimit];
-  snprintf(temporary, sizeof(temporary), "%s%s", name, kTempSuffix);
-
-  int fd = ::open(temporary, O_WRONLY | O_CREAT | O_TRUNC, 0640);
-  if (fd < 0) {
-    ErrorA(8, "%s: failed to create record file %s (%s)", "safe_save", temporary, strerror(errno));
-    return -1;
-  }
-  if (safe_write(fd, content, length) != length) {
-    ErrorA(20, "%s: safe_write to file %s failed (%s)", "safe_save", temporary, strerror(errno));
-    ::close(fd);
-    return -1;
-  }
-  if (safe_fsync(fd) == -1) {
-    ErrorA(20, "%s: error during safe_fsync of %s (%s)", "safe_save", temporary, strerror(errno));
-    ::close(fd);
-    return -1;
-  }
-  ::close(fd);
-
-  const char* slash = strrchr(temporary, '/');
-  if (slash == nullptr) {
-    ErrorA(20, "%s: Locate Slash in file name [%s] failed.", "safe_save", temporary);
-    return -1;
-  }
-  char directory[kPathLimit];
-  guxstrncpy(directory, temporary, sizeof(directory), slash - temporary);
-
-  // The old file goes first, so that the rename never has to replace one.
-  if (gux_access(name, 0) == 0) {
-    InfoA(0, "remove old record file %s.", name);
-    unlink(name);
-  }
-  if (rename_dirfsync(temporary, name, directory, 0) == -1) {
-    ErrorA(20, "%s: failed to rename record file from [%s] to [%s] (%s).", "safe_save", temporary,
-           name, strerror(errno));
-    return -1;
-  }
-  return 0;
+  return DurableWrite(name, content, length);
 }
 
 int CTable::saveCurrentRecord(const char* path) {
   TextBuffer content;
-  if (!SerializeRecord(m_columns, content)) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
-  if (safe_save(path, content.data(), static_cast<int>(content.size())) == -1) {
-    ErrorA(20, "Error occur when saving record!");
-    return 20;
-  }
+  if (!SerializeRecord(m_columns, content)) return NoMemory();
+  if (DurableWrite(path, content.data(), static_cast<int>(content.size())) == -1)
+    return Fail(20, "Error occur when saving record!");
   return 0;
 }
 
 int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
   if (!LockAcquired(m_mutex)) return 20;
   if (!ParamsPresent(text)) return 20;
-  char* copy = strdup(text);
-  if (copy == nullptr) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
-
   // The text is split and checked before the lock is taken.
-  TextBuffer content;
-  unsigned int recordId = 0;
-  long count = 0;
-  bool noMemory = false;
-  char token[kValueLimit];
-  char* cursor = copy;
-  while (char* item = StringGetNextA(&cursor, ',')) {
-    CUtils::trim(item);
-    guxstrcpy(token, item, sizeof(token));
-    if (++count == 1 && id == nullptr) {
-      recordId = RecordNumber(token);
-    } else if (!content.append(token) || !content.append('|')) {
-      noMemory = true;
-      break;
-    }
-  }
-  free(copy);
-  if (noMemory) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
+  RecordText record;
+  if (!ParseRecordText(text, id == nullptr, record)) return NoMemory();
   long expected = static_cast<long>(m_columns.size()) - (id != nullptr ? 1 : 0);
-  if (count != expected) {
-    ErrorA(11, "record's syntax error ");
-    return 11;
-  }
+  if (record.values != expected) return Fail(11, "record's syntax error ");
 
   MutexGuard hold(m_mutex);
   // Other processes are kept out from the id scan to the end of the write, so
@@ -440,22 +282,20 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
       lock.lockStream(m_dirIter);
       largest = LargestRecordNumber(m_dirIter);
     }
-    recordId = largest + 1;
-    if (maxId != 0 && recordId > maxId) {
-      ErrorA(15, "The new record's id(%u) is greater than specified max id(%u).", recordId, maxId);
-      return 15;
+    record.id = largest + 1;
+    if (maxId != 0 && record.id > maxId) {
+      return Fail(15, "The new record's id(%u) is greater than specified max id(%u).", record.id,
+                  maxId);
     }
-    *id = static_cast<int>(recordId);
+    *id = static_cast<int>(record.id);
   } else {
     lock.lockPath(m_path);
   }
   char path[kPathLimit];
   snprintf(path, sizeof(path), "%s%s%s%s%s%s%i", TextOf(m_dbPath), "/", kDataDir, "/",
-           TextOf(m_name), "/", static_cast<int>(recordId));
-  if (safe_save(path, content.data(), static_cast<int>(content.size())) == -1) {
-    ErrorA(20, "Error occur when saving record!");
-    return 20;
-  }
+           TextOf(m_name), "/", static_cast<int>(record.id));
+  if (DurableWrite(path, record.content.data(), static_cast<int>(record.content.size())) == -1)
+    return Fail(20, "Error occur when saving record!");
   return 0;
 }
 
@@ -480,10 +320,7 @@ int CTable::updateRecord(const char* name, const char* values) {
   // another process neither loses this one nor removes the record under it.
   DirLock lock;
   lock.lockPath(m_path);
-  if (gux_access(path, 0) != 0) {
-    ErrorA(7, "file not found [%s]", path);
-    return 7;
-  }
+  if (gux_access(path, 0) != 0) return Fail(7, "file not found [%s]", path);
   int rc = readRecord(name);
   if (rc != 0) return rc;
   // A null list is a copy that could not be made: update_col reports it.
@@ -493,32 +330,19 @@ int CTable::updateRecord(const char* name, const char* values) {
 }
 
 int CTable::update_col(char* text) {
-  if (text == nullptr) {
-    ErrorA(18, "no memory");
-    return 18;
-  }
+  if (text == nullptr) return NoMemory();
   int result = 0;
-  char* cursor = text;
-  while (char* assignment = StringGetNextA(&cursor, ',')) {
-    char* value = assignment;
-    char* key = StringGetNextA(&value, '=');
+  TermList assignments(text);
+  char* key;
+  char* value;
+  while (result == 0 && assignments.next(&key, &value)) {
+    CColumn* column = key != nullptr ? getcolumn(key) : nullptr;
     if (key == nullptr) {
-      ErrorA(11, "syntax error: no key");
-      result = 11;
-      break;
-    }
-    CUtils::strstrip(key);
-    CUtils::trim(value);
-    CColumn* column = getcolumn(key);
-    if (column == nullptr) {
-      ErrorA(11, "can't get column by key [%s]", key);
-      result = 11;
-      break;
-    }
-    if (column->SetData(value != nullptr ? value : "") != 0) {
-      ErrorA(18, "set data value error");
-      result = 18;
-      break;
+      result = Fail(11, "syntax error: no key");
+    } else if (column == nullptr) {
+      result = Fail(11, "can't get column by key [%s]", key);
+    } else if (column->SetData(value != nullptr ? value : "") != 0) {
+      result = Fail(18, "set data value error");
     }
   }
   free(text);
@@ -533,11 +357,11 @@ int CTable::deleteRecord(const char* name) {
   MutexGuard hold(m_mutex);
   DirLock lock;
   lock.lockPath(m_path);
-  unlink(path);
+  RemoveFile(path);
   return 0;
 }
 
-// ---- Listing and lookups --------------------------------------------------
+// ---- Listing and lookups
 
 int CTable::records() {
   if (!LockAcquired(m_mutex)) return -1;
@@ -554,6 +378,7 @@ int CTable::walkRecords(const char* condition) {
   if (condition != nullptr) {
     parsed = new (std::nothrow) RecordCondition(condition);
     if (parsed == nullptr) {
+      // A failed match counts as a mismatch, and is logged with -1.
       ErrorA(-1, "no memory");
       return 12;
     }
@@ -653,7 +478,7 @@ int CTable::GetValInt(const char* id, const char* key, int& out) {
   return withRecordById(id, [&] { return GetValInt(key, out); });
 }
 
-// ---- Maintenance ----------------------------------------------------------
+// ---- Maintenance: walks of the whole directory under both locks
 
 int CTable::removeEntries(bool markedOnly, int unopenable) {
   if (!LockAcquired(m_mutex)) return 20;
@@ -668,7 +493,7 @@ int CTable::removeEntries(bool markedOnly, int unopenable) {
     // A failed removal is not a failure of the whole walk: what stays shows
     // up in the next scan.
     JoinPath(path, m_path, name);
-    unlink(path);
+    RemoveFile(path);
   }
   return 0;
 }

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "gux.h"
-#include "taldb/CUtils.h"
+#include "table/RecordFormat.h"
 #include "util/Path.h"
 
 namespace TalDB {
@@ -21,14 +21,12 @@ RecordCondition::RecordCondition(const char* condition) {
     m_noMemory = true;
     return;
   }
-  char* cursor = m_text;
+  TermList terms(m_text);
   char* out = m_values;
-  while (char* term = StringGetNextA(&cursor, ',')) {
-    char* value = term;
-    char* name = StringGetNextA(&value, '=');
-    if (name == nullptr || value == nullptr) break;
-    CUtils::strstrip(name);
-    CUtils::trim(value);
+  char* name;
+  char* value;
+  // Evaluation ends at the first term without a value, an empty one included.
+  while (terms.next(&name, &value) && name != nullptr && value != nullptr) {
     size_t room = strlen(value) + 1;
     if (room > kValueLimit) room = kValueLimit;
     KwStringUnescapeA(value, out, room);
@@ -49,6 +47,8 @@ RecordCondition::~RecordCondition() {
 
 bool RecordCondition::matches(const std::vector<CColumn*>& columns) const {
   if (m_noMemory) {
+    // A match that cannot be made is a mismatch, logged with -1 rather than
+    // as a failure of its own.
     ErrorA(-1, "no memory");
     return false;
   }

@@ -3,13 +3,14 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "gux.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
+#include "util/FileSystem.h"
 #include "util/LineReader.h"
 #include "util/Path.h"
+#include "util/Status.h"
 
 namespace TalDB {
 
@@ -67,24 +68,20 @@ int ApplyRepair(const char* dir, const char* name, RepairAction action) {
     case RepairAction::kNone:
       return 0;
     case RepairAction::kRemoveMarked:
-      if (unlink(path) == 0) InfoA(0, "%s: %s", path, RepairOutcome(action, true));
+      if (RemoveFile(path) == 0) InfoA(0, "%s: %s", path, RepairOutcome(action, true));
       return 0;
     case RepairAction::kLeaveTorn:
       ErrorA(16, "%s: %s", path, RepairOutcome(action, true));
       return 0;
     case RepairAction::kDropStale:
-      if (unlink(path) != 0) {
-        ErrorA(20, "%s: cannot be removed (%s)", path, strerror(errno));
-        return 20;
-      }
+      if (RemoveFile(path) != 0)
+        return Fail(20, "%s: cannot be removed (%s)", path, strerror(errno));
       break;
     case RepairAction::kFinishWrite:
       // The same rename and directory flush that end every durable write.
       RecordPathOf(dir, name, record);
-      if (rename_dirfsync(path, record, dir, 0) == -1) {
-        ErrorA(20, "%s: cannot be renamed into place (%s)", path, strerror(errno));
-        return 20;
-      }
+      if (rename_dirfsync(path, record, dir, 0) == -1)
+        return Fail(20, "%s: cannot be renamed into place (%s)", path, strerror(errno));
       break;
   }
   InfoA(0, "%s: %s", path, RepairOutcome(action, true));

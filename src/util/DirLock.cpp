@@ -1,33 +1,21 @@
 #include "util/DirLock.h"
 
-#include <errno.h>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include "taldb/CDirIterator.h"
+#include "util/FileSystem.h"
 
 namespace TalDB {
 
 DirLock::~DirLock() {
   if (m_fd < 0) return;
-  flock(m_fd, LOCK_UN);
-  if (m_ownsFd) ::close(m_fd);
-}
-
-bool DirLock::lockDescriptor(int fd) {
-  int rc;
-  do {
-    rc = flock(fd, LOCK_EX);
-  } while (rc != 0 && errno == EINTR);
-  return rc == 0;
+  UnlockFile(m_fd);
+  if (m_ownsFd) CloseFile(m_fd);
 }
 
 void DirLock::lockPath(const char* path) {
-  int fd = openat(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int fd = OpenDirectoryForLock(path);
   if (fd < 0) return;
-  if (!lockDescriptor(fd)) {
-    ::close(fd);
+  if (!LockFile(fd)) {
+    CloseFile(fd);
     return;
   }
   m_fd = fd;
@@ -36,7 +24,7 @@ void DirLock::lockPath(const char* path) {
 
 void DirLock::lockStream(CDirIterator& stream) {
   int fd = StreamDescriptor(stream);
-  if (fd >= 0 && lockDescriptor(fd)) m_fd = fd;
+  if (fd >= 0 && LockFile(fd)) m_fd = fd;
 }
 
 }  // namespace TalDB

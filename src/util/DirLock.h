@@ -32,8 +32,6 @@ class DirLock {
   void lockStream(CDirIterator& stream);
 
  private:
-  bool lockDescriptor(int fd);
-
   int m_fd = -1;
   bool m_ownsFd = false;
 };

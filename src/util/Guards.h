@@ -1,4 +1,7 @@
-// The checks and the lock holder that the table and database operations share.
+// The checks and the locks that the table and database operations share: the
+// lock check every locked table operation begins with, the guard that holds a
+// table's mutex for one call, and the mutex itself, shared by a table and its
+// copies.
 #ifndef TALDB_UTIL_GUARDS_H
 #define TALDB_UTIL_GUARDS_H
 
@@ -6,12 +9,22 @@
 
 namespace TalDB {
 
-// The lock check every locked table operation begins with: a table built
-// without a mutex refuses the work, with the one message for it.
+// A table built without a mutex refuses locked work with the one message for
+// it; the caller returns its own code (20, -1 or false).
 bool LockAcquired(const pthread_mutex_t* mutex);
 
 // Refuses a null text argument with code 20 and "invalid parameter".
 bool ParamsPresent(const void* a, const void* b = "", const void* c = "");
+
+// A table's mutex, counted so that it lives as long as the last table object
+// that refers to it: copies share their source's mutex, and an assignment must
+// be able to let go of the one the target had without pulling it away from
+// that target's own copies. Null (with "no memory" logged) without memory.
+pthread_mutex_t* NewSharedMutex();
+// Counts one more user; returns the mutex (null stays null).
+pthread_mutex_t* ShareMutex(pthread_mutex_t* mutex);
+// Counts one user less and destroys the mutex with the last one.
+void ReleaseMutex(pthread_mutex_t* mutex);
 
 // Holds a table's mutex for one call and releases it on every way out.
 class MutexGuard {

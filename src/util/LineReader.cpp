@@ -1,10 +1,9 @@
 #include "util/LineReader.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
+
+#include "util/FileSystem.h"
 
 namespace TalDB {
 
@@ -23,7 +22,7 @@ bool LineReader::grow() {
 
 LineReader::Result LineReader::read(const char* path) {
   m_size = 0;
-  int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  int fd = OpenForRead(path);
   if (fd < 0) return kCannotOpen;
   Result result = kRead;
   for (;;) {
@@ -32,8 +31,7 @@ LineReader::Result LineReader::read(const char* path) {
       result = kNoMemory;
       break;
     }
-    ssize_t got = ::read(fd, m_line + m_size, m_capacity - 1 - m_size);
-    if (got < 0 && errno == EINTR) continue;
+    ssize_t got = ReadSome(fd, m_line + m_size, m_capacity - 1 - m_size);
     // An unreadable rest counts as the end of the file: what was read stands.
     if (got <= 0) break;
     const char* feed = static_cast<const char*>(memchr(m_line + m_size, '\n', got));
@@ -43,7 +41,7 @@ LineReader::Result LineReader::read(const char* path) {
     }
     m_size += got;
   }
-  ::close(fd);
+  CloseFile(fd);
   m_line[m_size] = '\0';
   return result;
 }

@@ -1,0 +1,56 @@
+#include "util/FileSystem.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace TalDB {
+
+int CreateForWrite(const char* path, mode_t mode) {
+  return ::open(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
+}
+
+int CreateFile(const char* path, mode_t mode) {
+  return ::open(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
+}
+
+int OpenForRead(const char* path) { return ::open(path, O_RDONLY | O_CLOEXEC); }
+
+ssize_t ReadSome(int fd, void* buffer, size_t size) {
+  ssize_t got;
+  do {
+    got = ::read(fd, buffer, size);
+  } while (got < 0 && errno == EINTR);
+  return got;
+}
+
+void CloseFile(int fd) { ::close(fd); }
+
+int RemoveFile(const char* path) { return ::unlink(path); }
+
+int MakeDirectory(const char* path, mode_t mode) { return ::mkdir(path, mode); }
+
+int RemoveDirectory(const char* path) { return ::rmdir(path); }
+
+bool IsDirectory(const char* path) {
+  struct stat st;
+  return ::stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+int OpenDirectoryForLock(const char* path) {
+  return ::openat(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+bool LockFile(int fd) {
+  int rc;
+  do {
+    rc = ::flock(fd, LOCK_EX);
+  } while (rc != 0 && errno == EINTR);
+  return rc == 0;
+}
+
+void UnlockFile(int fd) { ::flock(fd, LOCK_UN); }
+
+}  // namespace TalDB

@@ -1,0 +1,38 @@
+// Every file-system call of the store, as plain C library calls in one place.
+// They stay plain calls, not an interface, so that the tests' interposer of
+// open, write, fsync, rename, unlink, mkdir and rmdir reaches them; the
+// utility library's file operations (gux_access, safe_write, safe_fsync,
+// rename_dirfsync, the tree operations) are called where they are needed, and
+// directory streams are CDirIterator's.
+#ifndef TALDB_UTIL_FILESYSTEM_H
+#define TALDB_UTIL_FILESYSTEM_H
+
+#include <stddef.h>
+#include <sys/types.h>
+
+namespace TalDB {
+
+// The temporary file of a durable write: write-only, created or truncated.
+int CreateForWrite(const char* path, mode_t mode);
+// A schema file: write-only, created or truncated.
+int CreateFile(const char* path, mode_t mode);
+int OpenForRead(const char* path);
+// read, resumed after EINTR.
+ssize_t ReadSome(int fd, void* buffer, size_t size);
+void CloseFile(int fd);
+int RemoveFile(const char* path);
+int MakeDirectory(const char* path, mode_t mode);
+int RemoveDirectory(const char* path);
+// stat, following symbolic links.
+bool IsDirectory(const char* path);
+
+// The directory lock: a descriptor of the directory (through openat, so that
+// taking the lock adds no open call to a write), and flock on it. LockFile
+// waits, resumed after EINTR; false when the file system has no locks.
+int OpenDirectoryForLock(const char* path);
+bool LockFile(int fd);
+void UnlockFile(int fd);
+
+}  // namespace TalDB
+
+#endif  // TALDB_UTIL_FILESYSTEM_H
