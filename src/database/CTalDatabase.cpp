@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <new>
 
+#include "database/SectionList.h"
 #include "gux.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
@@ -34,33 +35,6 @@ constexpr mode_t kSchemaMode = 0666;
 struct Placeholder {
   const char* text;
   const char* replacement;
-};
-
-// The list of section names of a description file, each followed by a NUL
-// and the list by one more; the first name is the database's own section. A
-// list longer than the fixed buffer is read again, whole, into one of its own.
-class SectionList {
- public:
-  // 0; 12 no sections (logged); 18 no memory for the longer list (logged).
-  int read(const char* iniFile) {
-    int length = InifileGetValueA(nullptr, nullptr, m_fixed, sizeof(m_fixed), nullptr, iniFile);
-    if (length < 1) return Fail(12, "Can't get value [%s]", iniFile);
-    if (length > static_cast<int>(sizeof(m_fixed))) {
-      m_large = static_cast<char*>(malloc(length + 1));
-      if (m_large == nullptr) return NoMemory();
-      InifileGetValueA(nullptr, nullptr, m_large, length, nullptr, iniFile);
-    }
-    m_cursor = m_large != nullptr ? m_large : m_fixed;
-    return 0;
-  }
-  ~SectionList() { free(m_large); }
-  // The next name, or null after the last.
-  char* next() { return StringGetNextA(&m_cursor, '\0'); }
-
- private:
-  char m_fixed[4095];
-  char* m_large = nullptr;
-  char* m_cursor = nullptr;
 };
 
 }  // namespace
