@@ -11,28 +11,28 @@ namespace TalDB {
 
 enum { TYPE_INT = 0, TYPE_BIGINT = 1, TYPE_VARCHAR = 2, TYPE_NONE = 5 };
 
-class TALDB_EXPORT CColumn {
+class CColumn {
  public:
-  CColumn();
-  explicit CColumn(const char* name);
-  CColumn(const CColumn& other);
+  TALDB_EXPORT CColumn();
+  TALDB_EXPORT explicit CColumn(const char* name);
+  TALDB_EXPORT CColumn(const CColumn& other);
   // A member-wise copy would give two columns one value buffer to free.
   CColumn& operator=(const CColumn&) = delete;
-  ~CColumn();
+  TALDB_EXPORT ~CColumn();
 
   // Parses a definition such as "id[int]"; 0, 1 (unknown type word) or
   // 2 (no "[").
-  int SetInfo(const char* definition);
+  TALDB_EXPORT int SetInfo(const char* definition);
   // Replaces the value with a copy of value (the empty text for null).
-  int SetData(const char* value);
-  int GetDataStr(char* buf, unsigned int size);
-  int GetDataBigInt(int64_t& out);
-  int GetDataInt(int& out);
-  bool isPrimaryKey() const;
+  TALDB_EXPORT int SetData(const char* value);
+  TALDB_EXPORT int GetDataStr(char* buf, unsigned int size);
+  TALDB_EXPORT int GetDataBigInt(int64_t& out);
+  TALDB_EXPORT int GetDataInt(int& out);
+  TALDB_EXPORT bool isPrimaryKey() const;
   // The value itself, or null while the column has never been given one.
-  const char* data() const;
-  const char* name() const;
-  int type() const;
+  TALDB_EXPORT const char* data() const;
+  TALDB_EXPORT const char* name() const;
+  TALDB_EXPORT int type() const;
 
  private:
   // An absent value reads as the empty text everywhere.

@@ -8,26 +8,26 @@
 
 namespace TalDB {
 
-class TALDB_EXPORT CDirIterator {
+class CDirIterator {
  public:
-  CDirIterator();
-  explicit CDirIterator(const char* path);
-  ~CDirIterator();
+  TALDB_EXPORT CDirIterator();
+  TALDB_EXPORT explicit CDirIterator(const char* path);
+  TALDB_EXPORT ~CDirIterator();
   CDirIterator(const CDirIterator&) = delete;
   CDirIterator& operator=(const CDirIterator&) = delete;
 
   // Closes any open stream, then opens path; 0, or -1 when opendir fails.
-  int open(const char* path);
+  TALDB_EXPORT int open(const char* path);
   // The same on the path given to the constructor.
-  int open();
-  void close();
+  TALDB_EXPORT int open();
+  TALDB_EXPORT void close();
   // The next entry, or null at the end or without a stream.
-  struct dirent* read();
+  TALDB_EXPORT struct dirent* read();
   // readdir_r; 0 without touching result when no stream is open.
-  int read(struct dirent* entry, struct dirent** result);
-  long tell();
-  void seek(long position);
-  void rewind();
+  TALDB_EXPORT int read(struct dirent* entry, struct dirent** result);
+  TALDB_EXPORT long tell();
+  TALDB_EXPORT void seek(long position);
+  TALDB_EXPORT void rewind();
 
  private:
   // The descriptor of the open stream (-1 without one), for the library's own

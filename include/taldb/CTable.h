@@ -46,42 +46,42 @@
 
 namespace TalDB {
 
-class TALDB_EXPORT CTable {
+class CTable {
  public:
   // A table without a mutex: every locked operation refuses it with 20.
-  CTable();
+  TALDB_EXPORT CTable();
   // The table NAME under the database root dbPath, with a mutex of its own.
   // Touches no file; Open() builds the paths and reads the schema.
-  CTable(const char* dbPath, const char* name);
+  TALDB_EXPORT CTable(const char* dbPath, const char* name);
   // Copies share the source's mutex, so work through any of them is serialised.
-  CTable(const CTable& other);
-  CTable& operator=(const CTable& other);
-  ~CTable();
+  TALDB_EXPORT CTable(const CTable& other);
+  TALDB_EXPORT CTable& operator=(const CTable& other);
+  TALDB_EXPORT ~CTable();
 
   // ---- Schema
   // Builds the paths and reads the schema under the mutex. 0; 3 no schema
   // file (the old columns stay); 4, 5 or 18 from readSchema (no columns left);
   // 20 no mutex.
-  int Open();
+  TALDB_EXPORT int Open();
   // Renames the object to NAME, then Open().
-  int Open(const char* name);
+  TALDB_EXPORT int Open(const char* name);
   // Replaces the columns with those of the schema file at path. 0 (a
   // definition that does not parse ends the list there); 4 cannot open;
   // 5 empty first line; 18 no memory. Not locked: the caller holds the mutex.
-  int readSchema(const char* path);
+  TALDB_EXPORT int readSchema(const char* path);
   // The first column of that name, or null. Owned by the table, valid until
   // the next schema read.
-  CColumn* getcolumn(const char* name);
-  const char* name() const;
+  TALDB_EXPORT CColumn* getcolumn(const char* name);
+  TALDB_EXPORT const char* name() const;
 
   // ---- Reading one record into the columns (not locked: the caller holds
   // the mutex). 0; 8 cannot open; 16 empty, or too few fields (the columns
   // up to the short one hold the new values); 18 no memory.
-  int readRecord(const char* name);
+  TALDB_EXPORT int readRecord(const char* name);
   // True for "." and "..", and for marked names unless includeMarked.
-  bool is_ignorable_file(const char* name, bool includeMarked);
+  TALDB_EXPORT bool is_ignorable_file(const char* name, bool includeMarked);
   // Whether dir/entry is a directory (stat under the mutex).
-  bool IsDir(struct dirent* entry, char* dir);
+  TALDB_EXPORT bool IsDir(struct dirent* entry, char* dir);
 
   // ---- Writing records
   // The durable write of content to the path name (with a "/"): name.tmp is
@@ -89,68 +89,68 @@ class TALDB_EXPORT CTable {
   // renamed to name and the directory flushed. 0 or -1. Not locked. After a
   // failure name.tmp may hold the content, and name may be gone when the
   // rename failed: repair() finishes it.
-  int safe_save(const char* name, const char* content, int length);
+  TALDB_EXPORT int safe_save(const char* name, const char* content, int length);
   // Locked. Adds a record from comma-separated values. With id null the
   // first value is the id (a record of that id is replaced); otherwise the
   // id is the largest record number + 1, stored in *id, refused with 15 when
   // above maxId (0: no limit). 0; 11 wrong number of values (nothing
   // written); 15; 18; 20 no mutex, or the durable write failed.
-  int addRecord(const char* text, int* id, unsigned int maxId);
+  TALDB_EXPORT int addRecord(const char* text, int* id, unsigned int maxId);
   // The largest record number, 0 for none, 4294967295 when the directory
   // cannot be opened. Not locked: it moves the listing stream.
-  unsigned int get_max_id();
+  TALDB_EXPORT unsigned int get_max_id();
   // Writes the current record to path. 0 or 20. Not locked.
-  int update(const char* path);
+  TALDB_EXPORT int update(const char* path);
   // Locked. Reads the record NAME, applies "column=value,..." and writes it.
   // 0; 7 no such record; 8, 16, 18 reading; 11 no key or unknown column
   // (nothing written); 20 no mutex or the write failed.
-  int updateRecord(const char* name, const char* values);
+  TALDB_EXPORT int updateRecord(const char* name, const char* values);
   // Applies assignments to the current record in memory. Takes the malloc'ed
   // buffer over and frees it. 0, 11 or 18.
-  int update_col(char* text);
+  TALDB_EXPORT int update_col(char* text);
   // Locked. Removes the record file; 0 whether or not it was there, 20 no
   // mutex.
-  int deleteRecord(const char* name);
+  TALDB_EXPORT int deleteRecord(const char* name);
 
   // ---- Listing and lookups (locked; no directory lock: a record being
   // rewritten by another process may be missed by one scan)
   // The number of record entries (files are not opened), or -1.
-  int records();
+  TALDB_EXPORT int records();
   // Walk the records matching condition ("col=value,...", null for all) in
   // directory order; each 0 leaves the record in the columns. Start: 0, 7 no
   // directory, 12 none, 20 no mutex. Next: 0, 12 (also before any start), 20.
-  int ListRecordsStart(const char* condition);
-  int ListRecordsNext(const char* condition);
+  TALDB_EXPORT int ListRecordsStart(const char* condition);
+  TALDB_EXPORT int ListRecordsNext(const char* condition);
   // The same; on 0 the vector receives the table's own column pointers (not
   // copies: do not delete them, nor keep them past the table).
-  int ListRecordsStart(std::vector<CColumn*>& columns, const char* condition);
-  int ListRecordsNext(std::vector<CColumn*>& columns, const char* condition);
+  TALDB_EXPORT int ListRecordsStart(std::vector<CColumn*>& columns, const char* condition);
+  TALDB_EXPORT int ListRecordsNext(std::vector<CColumn*>& columns, const char* condition);
   // Whether the current record satisfies condition. Not locked.
-  bool MatchColumn(const char* condition);
+  TALDB_EXPORT bool MatchColumn(const char* condition);
   // The record whose "id" column is id, into the columns and the vector (the
   // table's own pointers). 0, 7, 12 or 20. The mutex is held from the scan to
   // the hand-over.
-  int GetRecord(const char* id, std::vector<CColumn*>& columns);
+  TALDB_EXPORT int GetRecord(const char* id, std::vector<CColumn*>& columns);
   // A value of the current record, not locked: 0; 13 no such column; 20 bad
   // buffer or not a number. The numeric forms store the leading number even
   // on 20.
-  int GetValStr(const char* key, char* buf, unsigned int size);
-  int GetValBigInt(const char* key, long& out);
-  int GetValInt(const char* key, int& out);
+  TALDB_EXPORT int GetValStr(const char* key, char* buf, unsigned int size);
+  TALDB_EXPORT int GetValBigInt(const char* key, long& out);
+  TALDB_EXPORT int GetValInt(const char* key, int& out);
   // A value of the record with that id: 0, 7, 12, 13 or 20. Locked from the
   // scan to the copy of the value, so a concurrent update on this object
   // never hands over another record's value.
-  int GetValStr(const char* id, const char* key, char* buf, unsigned int size);
-  int GetValBigInt(const char* id, const char* key, long& out);
-  int GetValInt(const char* id, const char* key, int& out);
+  TALDB_EXPORT int GetValStr(const char* id, const char* key, char* buf, unsigned int size);
+  TALDB_EXPORT int GetValBigInt(const char* id, const char* key, long& out);
+  TALDB_EXPORT int GetValInt(const char* id, const char* key, int& out);
 
   // ---- Maintenance (locked, and under the directory lock)
   // Removes entries whose names hold ".ADD" or ".UPDATE". 0; 7 no directory;
   // 20 no mutex. Failed removals are passed over.
-  int recover();
+  TALDB_EXPORT int recover();
   // Removes every entry of the table directory; the schema stays. 0; 17 no
   // directory; 20 no mutex.
-  int clear();
+  TALDB_EXPORT int clear();
   // Finishes or cleans up interrupted writes: NAME.tmp holding a whole record
   // whose NAME is missing is renamed into place (with the directory flush);
   // NAME.tmp beside NAME is removed (NAME is the acknowledged version);
@@ -158,14 +158,14 @@ class TALDB_EXPORT CTable {
   // as recover() removes them. One log line per file changed or left.
   // 0; 7 no directory; 20 no mutex, or a file that could not be renamed or
   // removed (the other entries are still repaired).
-  int repair();
+  TALDB_EXPORT int repair();
 
   // The columns: the schema and, at once, the current record. Owned by the
   // table.
-  const std::vector<CColumn*>& columns() const;
-  const char* path() const;        // the table directory
-  const char* schemaPath() const;  // the schema file
-  bool hasLock() const;            // false for a table made without a mutex
+  TALDB_EXPORT const std::vector<CColumn*>& columns() const;
+  TALDB_EXPORT const char* path() const;        // the table directory
+  TALDB_EXPORT const char* schemaPath() const;  // the schema file
+  TALDB_EXPORT bool hasLock() const;            // false for a table made without a mutex
 
  private:
   int removeEntries(bool markedOnly, int unopenable);

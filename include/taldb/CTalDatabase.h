@@ -32,76 +32,76 @@ class _kwConfigClass;
 
 namespace TalDB {
 
-class TALDB_EXPORT CTalDatabase {
+class CTalDatabase {
  public:
   // The process-wide instance, made on first use (null only without memory).
-  static CTalDatabase* Instance();
+  TALDB_EXPORT static CTalDatabase* Instance();
   // Destroys the instance and its tables; touches no file.
-  static void Delete();
-  CTalDatabase();
-  ~CTalDatabase();
+  TALDB_EXPORT static void Delete();
+  TALDB_EXPORT CTalDatabase();
+  TALDB_EXPORT ~CTalDatabase();
   CTalDatabase(const CTalDatabase&) = delete;
   CTalDatabase& operator=(const CTalDatabase&) = delete;
 
   // Sets the root (always, also when opened), then open().
-  int open(const char* root);
+  TALDB_EXPORT int open(const char* root);
   // Loads the catalogue once: 0 (and at once when opened already); 10 no
   // schema directory; 20 no root; or the first failing table's Open() code
   // (3, 4, 5, 18), the tables before it staying registered.
-  int open();
+  TALDB_EXPORT int open();
   // Takes the root from StorageDatabase under [Storage] of the host's
   // configuration file: 20 when there is none, else as open().
-  int open(_kwConfigClass* config);
+  TALDB_EXPORT int open(_kwConfigClass* config);
   // The first registered table of that name, or null.
-  CTable* GetTable(const char* name);
+  TALDB_EXPORT CTable* GetTable(const char* name);
 
   // Adds a table from "col(int), col(varchar)": writes its schema file (over
   // any file of that name), makes its directory, registers it. 0; 1 unknown
   // type; 11 item beginning with "(" or ")"; 18; 20 registered already; 4 or
   // Open()'s code, leaving the schema file and directory on disk.
-  int AddTable(const char* name, const char* columns);
+  TALDB_EXPORT int AddTable(const char* name, const char* columns);
   // As AddTable, from the "schema" key of the table's section in iniFile;
   // 0 at once when registered; 12 no schema there.
-  int CheckAddTable(const char* name, const char* iniFile);
+  TALDB_EXPORT int CheckAddTable(const char* name, const char* iniFile);
   // Makes the table directory (mode 0775); 0 whatever mkdir did.
-  int createTableF(const char* name);
+  TALDB_EXPORT int createTableF(const char* name);
   // Removes an empty registered table from disk and catalogue: 0; 7 not
   // registered; 14 not empty; 20 rmdir or unlink failed (when unlink fails
   // the directory is gone and the table stays registered).
-  int DropTable(const char* name);
+  TALDB_EXPORT int DropTable(const char* name);
   // Removes an empty table's directory and schema file; the caller destroys
   // and unregisters the object. 0, 14 or 20.
-  int DropTable(CTable* table);
+  TALDB_EXPORT int DropTable(CTable* table);
   // Clears and drops every table, then removes tal/. 0 or the first failure's
   // code (17, 14, 20); tables before it are gone.
-  int drop();
+  TALDB_EXPORT int drop();
 
   // Lays down the database of a description file: tal/schema, tal/database,
   // then per table section (the first section is not a table) its schema
   // file, its directory and its rec_N seed records. The catalogue is not
   // filled: call open() afterwards. 0; 4; 12 no sections or a table without
   // "schema"; 20; or the seeding code. Tables before a failure stay on disk.
-  int Create(const char* iniFile, int id, const char* host);
+  TALDB_EXPORT int Create(const char* iniFile, int id, const char* host);
   // Writes the schema file: the schema line, "\n", a fingerprint. 0 or 4.
-  int createSchemaF(const char* table, const char* schema);
+  TALDB_EXPORT int createSchemaF(const char* table, const char* schema);
   // recover() of every table in catalogue order, stopping at the first
   // failure (7 or 20).
-  int recover();
+  TALDB_EXPORT int recover();
   // repair() of every table in catalogue order; a failing table does not stop
   // the others. 0, or the first failure's code (7 or 20).
-  int repair();
+  TALDB_EXPORT int repair();
   // Adds the records rec_1, rec_2, ... of the table's section, placeholders
   // filled, through a table object of its own (which excludes the
   // catalogue's object on writes only through the directory lock). 0, Open()'s
   // code, 19, or addRecord's code; records before a failure stay.
-  int insertRecordsFromIni(const char* table, const char* inifile);
+  TALDB_EXPORT int insertRecordsFromIni(const char* table, const char* inifile);
 
-  const char* path() const;                    // the root
-  bool isOpened() const;                       // a scan ran to its end
-  int tableCount() const;                      // tables in the catalogue
-  const std::vector<CTable*>& tables() const;  // the catalogue, in order; owned here
-  int id() const;                              // fills {{$talid}}
-  const char* host() const;                    // fills {{$talhost}}
+  TALDB_EXPORT const char* path() const;                    // the root
+  TALDB_EXPORT bool isOpened() const;                       // a scan ran to its end
+  TALDB_EXPORT int tableCount() const;                      // tables in the catalogue
+  TALDB_EXPORT const std::vector<CTable*>& tables() const;  // the catalogue, in order; owned here
+  TALDB_EXPORT int id() const;                              // fills {{$talid}}
+  TALDB_EXPORT const char* host() const;                    // fills {{$talhost}}
 
  private:
   int registerNewTable(const char* name);

@@ -7,12 +7,12 @@
 
 namespace TalDB {
 
-class TALDB_EXPORT CUtils {
+class CUtils {
  public:
   // Removes every white-space character, wherever it stands.
-  static void strstrip(char* text);
+  TALDB_EXPORT static void strstrip(char* text);
   // Removes leading and trailing white space; inner white space stays.
-  static void trim(char* text);
+  TALDB_EXPORT static void trim(char* text);
 };
 
 }  // namespace TalDB
