@@ -9,6 +9,8 @@ using TalDB::CTable;
 
 TEST_F(TableTest, ReadRecordFillsColumnsOrLeavesTheDocumentedState) {
   const std::string contentError = "can't readRecord: record's content error";
+  // A line longer than the reader's own buffer; each value keeps 2047 bytes.
+  const std::string longLine = "a|" + std::string(5000, 'b') + "|\nrest";
   struct Case {
     const char* content;
     int rc;
@@ -22,6 +24,7 @@ TEST_F(TableTest, ReadRecordFillsColumnsOrLeavesTheDocumentedState) {
       {"|8080|", 0, {"7", "", "8080"}, nullptr},
       {"a|b", 0, {"7", "a", "b"}, nullptr},
       {" a | b |", 0, {"7", " a ", " b "}, nullptr},
+      {longLine.c_str(), 0, {"7", "a", std::string(2047, 'b')}, nullptr},
       {"a", 16, {"7", "a", "1"}, contentError.c_str()},
       {"a|", 16, {"7", "a", "1"}, contentError.c_str()},
       {"", 16, {"0", "old", "1"}, "record length is 0, error"},
