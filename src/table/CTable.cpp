@@ -5,7 +5,9 @@
 #include <string.h>
 
 #include <exception>
+#include <memory>
 #include <new>
+#include <string>
 
 #include "gux.h"
 #include "table/DurableWrite.h"
@@ -54,6 +56,28 @@ unsigned int LargestRecordNumber(CDirIterator& stream) {
     if (number > largest) largest = number;
   }
   return largest;
+}
+
+// The parsed form of the condition this thread listed with last. A listing
+// hands the same condition to every ListRecordsNext call; parsed once per
+// listing instead of once per call, it costs no allocation per record. Null
+// without memory.
+const RecordCondition* ParsedCondition(const char* condition) {
+  struct Last {
+    std::string text;
+    std::unique_ptr<RecordCondition> parsed;
+  };
+  static thread_local Last last;
+  if (last.parsed != nullptr && last.text == condition) return last.parsed.get();
+  try {
+    last.parsed.reset();
+    last.text = condition;
+    last.parsed.reset(new RecordCondition(condition));
+  } catch (const std::bad_alloc&) {
+    last.text.clear();
+    return nullptr;
+  }
+  return last.parsed.get();
 }
 
 // Sets the columns from a record line, the first to the record name. Returns
@@ -212,11 +236,23 @@ CColumn* CTable::getcolumn(const char* name) {
 
 int CTable::readRecord(const char* name) {
   if (!ParamsPresent(name)) return 20;
+  return loadRecord(name, -1);
+}
+
+// A walk reads each record relative to the directory stream it walks, which
+// spares the kernel the root path and this code the formatting of it. Where
+// the full path would be cut at the path limit, the cut path is what reading
+// has always opened, so that path is read instead.
+int CTable::loadRecord(const char* name, int dirFd) {
+  bool relative = dirFd >= 0 && strlen(m_path) + 1 + strlen(name) < kPathLimit;
   char path[kPathLimit];
-  JoinPath(path, m_path, name);
+  if (!relative) JoinPath(path, m_path, name);
   LineReader line;
-  LineReader::Result read = line.read(path);
-  if (read == LineReader::kCannotOpen) return Fail(8, "failed to open record file: %s", path);
+  LineReader::Result read = relative ? line.readAt(dirFd, name) : line.read(path);
+  if (read == LineReader::kCannotOpen) {
+    if (relative) JoinPath(path, m_path, name);
+    return Fail(8, "failed to open record file: %s", path);
+  }
   // The copy of the record line that could not be made is the one failure
   // reading does not report.
   if (read == LineReader::kNoMemory) return 18;
@@ -373,25 +409,21 @@ int CTable::records() {
 }
 
 int CTable::walkRecords(const char* condition) {
-  // The condition is parsed once for the whole walk, not once per candidate.
-  RecordCondition* parsed = nullptr;
-  if (condition != nullptr) {
-    parsed = new (std::nothrow) RecordCondition(condition);
-    if (parsed == nullptr) {
-      // A failed match counts as a mismatch, and is logged with -1.
-      ErrorA(-1, "no memory");
-      return 12;
-    }
+  const RecordCondition* parsed = nullptr;
+  if (condition != nullptr && (parsed = ParsedCondition(condition)) == nullptr) {
+    // A failed match counts as a mismatch, and is logged with -1.
+    ErrorA(-1, "no memory");
+    return 12;
   }
   int result = 12;
+  int dirFd = StreamDescriptor(m_dirIter);
   while (const char* name = NextRecordName(m_dirIter)) {
-    if (readRecord(name) != 0) continue;
+    if (loadRecord(name, dirFd) != 0) continue;
     if (parsed == nullptr || parsed->matches(m_columns)) {
       result = 0;
       break;
     }
   }
-  delete parsed;
   return result;
 }
 

@@ -18,6 +18,10 @@ int CreateFile(const char* path, mode_t mode) {
 
 int OpenForRead(const char* path) { return ::open(path, O_RDONLY | O_CLOEXEC); }
 
+int OpenForReadAt(int dirFd, const char* name) {
+  return ::openat(dirFd, name, O_RDONLY | O_CLOEXEC);
+}
+
 ssize_t ReadSome(int fd, void* buffer, size_t size) {
   ssize_t got;
   do {

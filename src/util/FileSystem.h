@@ -17,6 +17,9 @@ int CreateForWrite(const char* path, mode_t mode);
 // A schema file: write-only, created or truncated.
 int CreateFile(const char* path, mode_t mode);
 int OpenForRead(const char* path);
+// A file of an open directory, by its name in it: the kernel resolves one
+// name instead of the whole path from the root.
+int OpenForReadAt(int dirFd, const char* name);
 // read, resumed after EINTR.
 ssize_t ReadSome(int fd, void* buffer, size_t size);
 void CloseFile(int fd);

@@ -22,8 +22,19 @@ bool LineReader::grow() {
 
 LineReader::Result LineReader::read(const char* path) {
   m_size = 0;
+  m_line[0] = '\0';
   int fd = OpenForRead(path);
-  if (fd < 0) return kCannotOpen;
+  return fd < 0 ? kCannotOpen : readOpen(fd);
+}
+
+LineReader::Result LineReader::readAt(int dirFd, const char* name) {
+  m_size = 0;
+  m_line[0] = '\0';
+  int fd = OpenForReadAt(dirFd, name);
+  return fd < 0 ? kCannotOpen : readOpen(fd);
+}
+
+LineReader::Result LineReader::readOpen(int fd) {
   Result result = kRead;
   for (;;) {
     // One byte stays free for the terminating NUL.
@@ -31,7 +42,8 @@ LineReader::Result LineReader::read(const char* path) {
       result = kNoMemory;
       break;
     }
-    ssize_t got = ReadSome(fd, m_line + m_size, m_capacity - 1 - m_size);
+    size_t offered = m_capacity - 1 - m_size;
+    ssize_t got = ReadSome(fd, m_line + m_size, offered);
     // An unreadable rest counts as the end of the file: what was read stands.
     if (got <= 0) break;
     const char* feed = static_cast<const char*>(memchr(m_line + m_size, '\n', got));
@@ -40,6 +52,7 @@ LineReader::Result LineReader::read(const char* path) {
       break;
     }
     m_size += got;
+    if (static_cast<size_t>(got) < offered) break;
   }
   CloseFile(fd);
   m_line[m_size] = '\0';
