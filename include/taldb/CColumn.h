@@ -1,5 +1,14 @@
 // One column of a table: its definition (name and type) and the value it
-// holds for the record last read into its table.
+// holds for the record last read into its table. The value is always text;
+// the typed getters convert it on each call.
+//
+// Threads: a column does no locking. The columns a table hands out (columns(),
+// getcolumn, the vector forms of listing) belong to the table, change with
+// every record it reads and are used under its mutex or while no other thread
+// works on that table; never delete them.
+//
+// Results: 0 or a code, each failure also logged: 18 no memory, 20 a bad
+// buffer or a value that is not a whole number.
 #ifndef TALDB_CCOLUMN_H
 #define TALDB_CCOLUMN_H
 

@@ -1,4 +1,6 @@
-// A thin owner of one POSIX directory stream.
+// A thin owner of one POSIX directory stream: it closes the stream when it
+// is reopened, closed or destroyed. Not thread-safe: one stream, one user at a
+// time. Without an open stream every operation does nothing and reads null.
 #ifndef TALDB_CDIRITERATOR_H
 #define TALDB_CDIRITERATOR_H
 

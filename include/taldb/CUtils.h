@@ -1,5 +1,7 @@
 // In-place white-space trimming, the two rules used wherever the store splits
-// text into names and values.
+// text into names and values. White space is the 7-bit space, tab, line feed,
+// vertical tab, form feed and carriage return; bytes of 0x80 and above are
+// text. Both take null and do nothing; both are safe from any thread.
 #ifndef TALDB_CUTILS_H
 #define TALDB_CUTILS_H
 
