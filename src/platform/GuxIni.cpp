@@ -69,6 +69,9 @@ int ListSections(const std::string& content, char* buffer, int size) {
   Walk(
       content,
       [&](const std::string& name) {
+        // An empty name would read as the list's end and hide every later
+        // section, so a blank header ("[]", a lone "[") is left out.
+        if (name.empty()) return false;
         for (const std::string& seen : names)
           if (seen == name) return false;
         names.push_back(name);
