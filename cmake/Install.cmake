@@ -1,7 +1,8 @@
 # Installation: the two libraries with their SONAME links, the public headers
-# and gux.h, the taldb tool, the example description file, a pkg-config file
-# and a CMake package, so that another project finds TalDB with
-# find_package(TalDB) (target TalDB::taldb) or pkg-config (module taldb).
+# and gux.h, the taldb tool with its manual page and bash completion, the
+# example description file, a pkg-config file and a CMake package, so that
+# another project finds TalDB with find_package(TalDB) (target TalDB::taldb) or
+# pkg-config (module taldb).
 include(CMakePackageConfigHelpers)
 
 set(TALDB_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/TalDB)
@@ -22,6 +23,12 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/taldb
 if(TARGET taldb_cli)
   set_target_properties(taldb_cli PROPERTIES INSTALL_RPATH "$ORIGIN/${taldb_bin_to_lib}")
   install(TARGETS taldb_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # "man taldb" works once PREFIX/share/man is on MANPATH (it is for /usr and
+  # /usr/local); bash-completion loads the script from its completions
+  # directory on first use of the command.
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/taldb/taldb.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/taldb/taldb.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME taldb)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/examples/taldb.ini
   DESTINATION ${CMAKE_INSTALL_DATADIR}/taldb)
