@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "gux.h"
+#include "taldb/CColumn.h"
 
 // Not assert(): a property must hold in every build type.
 #define FUZZ_CHECK(condition)                                                            \
@@ -72,6 +73,14 @@ inline std::vector<std::string> Items(const std::string& text, char separator) {
   }
   return items;
 }
+
+// Columns the target made, deleted with it.
+struct Columns {
+  std::vector<TalDB::CColumn*> list;
+  ~Columns() {
+    for (TalDB::CColumn* column : list) delete column;
+  }
+};
 
 // A directory of this process's own, removed at exit (a crashing run leaves
 // it behind, with the input that crashed it).

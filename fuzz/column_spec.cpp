@@ -2,23 +2,13 @@
 // white space anywhere ignored. An accepted specification gives a schema line
 // without white space that reads back as one int or varchar column per item,
 // each named by the text before the item's "(" (the whole item without one),
-// as long as no name holds "|" or "[", the schema line's own delimiters.
+// as long as no name holds "|" or "[", the schema line's own delimiters; and
+// the line is exactly those columns written out.
 #include <string>
 #include <vector>
 
 #include "FuzzSupport.h"
 #include "table/RecordFormat.h"
-
-namespace {
-
-struct Columns {
-  std::vector<TalDB::CColumn*> list;
-  ~Columns() {
-    for (TalDB::CColumn* column : list) delete column;
-  }
-};
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string spec = fuzz::CText(data, size);
@@ -35,13 +25,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (names.back().find_first_of("|[") != std::string::npos) return 0;
   }
   std::string line = schema.data();
-  Columns columns;
+  fuzz::Columns columns;
   FUZZ_CHECK(TalDB::ParseSchemaLine(&line[0], columns.list) == 0);
   FUZZ_CHECK(columns.list.size() == names.size());
+  std::string again;
   for (size_t i = 0; i < names.size(); ++i) {
+    int type = columns.list[i]->type();
     FUZZ_CHECK(names[i] == columns.list[i]->name());
-    FUZZ_CHECK(columns.list[i]->type() == TalDB::TYPE_INT ||
-               columns.list[i]->type() == TalDB::TYPE_VARCHAR);
+    FUZZ_CHECK(type == TalDB::TYPE_INT || type == TalDB::TYPE_VARCHAR);
+    again += (i > 0 ? "|" : "") + names[i] + (type == TalDB::TYPE_INT ? "[int]" : "[varchar]");
   }
+  FUZZ_CHECK(again == schema.data());
   return 0;
 }

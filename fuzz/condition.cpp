@@ -11,24 +11,13 @@
 #include "table/RecordCondition.h"
 #include "util/Path.h"
 
-namespace {
-
-struct Columns {
-  std::vector<TalDB::CColumn*> list;
-  ~Columns() {
-    for (TalDB::CColumn* column : list) delete column;
-  }
-};
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string text = fuzz::CText(data, size);
   TalDB::RecordCondition condition(text.c_str());
 
   // The complete terms: the name loses all white space, the value is trimmed
   // and cut to what a record can hold.
-  Columns record;
+  fuzz::Columns record;
   for (const std::string& item : fuzz::Items(text, ',')) {
     size_t equals = item.find('=');
     if (equals == std::string::npos) break;  // an empty item too
