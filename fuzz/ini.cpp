@@ -34,12 +34,11 @@ bool ListedNames(const std::vector<char>& list, size_t size, std::vector<std::st
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // Up to the first NUL only: a NUL inside a section name reads, in the list,
-  // as the end of that name, and next to another NUL as the end of the list,
-  // hiding every later section. Description files are text; that case is
-  // known and left alone here so that it does not stop every run.
-  std::string input = fuzz::CText(data, size);
+  // The whole input, NUL bytes included: the reader reads a line up to its
+  // first NUL, and so does the key lookup checked below.
+  std::string input(reinterpret_cast<const char*>(data), size);
   std::string firstLine = input.substr(0, input.find('\n'));
+  firstLine = firstLine.substr(0, firstLine.find('\0'));
   std::string own = "fuzz" + std::string(size + 1, 'q');
   std::string content = input + "\n[" + own + "]\n" + firstLine;
   std::string path = fuzz::WriteScratch("ini", content);

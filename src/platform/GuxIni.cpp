@@ -1,6 +1,6 @@
 // The INI reader: "[section]" headers, "key = value" lines, ";" and "#"
 // comment lines. No quoting, escapes, inline comments or continuations, and no
-// limit on the length of a line.
+// limit on the length of a line; a NUL byte ends what is read of its line.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -44,9 +44,14 @@ void Walk(const std::string& content, OnSection onSection, OnKey onKey) {
   size_t start = 0;
   while (start <= content.size()) {
     size_t feed = content.find('\n', start);
-    size_t stop = feed == std::string::npos ? content.size() : feed;
+    size_t end = feed == std::string::npos ? content.size() : feed;
+    // A line is C text: whatever follows a NUL byte is not read, so that a
+    // name never holds a NUL, which in a section list would end the name (or
+    // the whole list) early.
+    const void* nul = memchr(content.data() + start, '\0', end - start);
+    size_t stop = nul != nullptr ? static_cast<const char*>(nul) - content.data() : end;
     std::string line = Trimmed(content.data() + start, content.data() + stop);
-    start = stop + 1;
+    start = end + 1;
     if (line.empty() || line[0] == ';' || line[0] == '#') continue;
     if (line[0] == '[') {
       size_t close = line.rfind(']');

@@ -146,6 +146,12 @@ TEST_F(GuxFileTest, IniSectionList) {
   EXPECT_EQ(std::string(buf, 14), std::string("first\0second\0\0", 14));
   EXPECT_EQ(InifileGetValueA(nullptr, nullptr, buf, sizeof buf, nullptr, at("none.ini").c_str()),
             0);
+  // A NUL ends what is read of a line, so it can neither split a name nor end
+  // the list before the later sections.
+  writeFile("nul.ini", std::string("[a\0b]\nk = v\0w\n[\0x]\n[c]\n", 23));
+  ASSERT_EQ(InifileGetValueA(nullptr, nullptr, buf, sizeof buf, nullptr, at("nul.ini").c_str()), 5);
+  EXPECT_EQ(std::string(buf, 5), std::string("a\0c\0\0", 5));
+  EXPECT_EQ(InifileGetValueA("a", "k", buf, sizeof buf, nullptr, at("nul.ini").c_str()), 1);
 }
 
 TEST_F(GuxFileTest, DirectoryTrees) {
