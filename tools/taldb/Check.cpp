@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iostream>
 
 #include "Commands.h"
 #include "table/RepairPlan.h"
@@ -196,12 +195,12 @@ std::vector<std::string> inspectDatabase(Context& ctx, const std::string& root) 
 int cmdCheck(Context& ctx) {
   std::string root = ctx.rootPath();
   std::vector<std::string> findings = inspectDatabase(ctx, root);
-  for (const std::string& finding : findings) std::cout << finding << "\n";
+  for (const std::string& finding : findings) ctx.out() << finding << "\n";
   if (findings.empty()) {
-    std::cout << "no problems found under " << root << "\n";
+    ctx.out() << "no problems found under " << root << "\n";
     return kExitOk;
   }
-  std::cout << findings.size() << (findings.size() == 1 ? " problem" : " problems")
+  ctx.out() << findings.size() << (findings.size() == 1 ? " problem" : " problems")
             << " found under " << root << "\n";
   return kExitFailed;
 }

@@ -6,6 +6,7 @@
 
 #include <taldb/taldb.h>
 
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -55,15 +56,16 @@ struct Options {
   std::vector<std::string> args;  // the positional arguments after it
 };
 
-// Everything a command needs: its arguments, the library's log and a database
-// object that is opened on demand.
+// Everything a command needs: its arguments, the streams it writes to (never
+// the process's own, so that the tool also runs inside a test), the library's
+// log and a database object that is opened on demand.
 class Context {
  public:
-  explicit Context(const Options& options);
+  Context(const Options& options, std::ostream& out, std::ostream& err);
 
-  // The demo points one context at its own root and arguments step by step.
-  Options& options();
   const Options& options() const { return options_; }
+  std::ostream& out() { return out_; }
+  std::ostream& err() { return err_; }
   const std::vector<std::string>& args() const { return options_.args; }
   std::string arg(size_t index) const;
   LibraryLog& log() { return log_; }
@@ -88,6 +90,8 @@ class Context {
 
  private:
   Options options_;
+  std::ostream& out_;
+  std::ostream& err_;
   LibraryLog log_;
   TalDB::CTalDatabase db_;
 };

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
 #include "Check.h"
 #include "Validate.h"
@@ -152,7 +151,7 @@ int cmdCreate(Context& ctx) {
 
   std::string names;
   for (const CTable* table : sortedTables(ctx.db())) names += std::string(" ") + table->name();
-  std::cout << "created a database under " << root << " (id " << ctx.db().id() << ", host "
+  ctx.out() << "created a database under " << root << " (id " << ctx.db().id() << ", host "
             << ctx.db().host() << ") with " << plural(ctx.db().tableCount(), "table", "tables")
             << (names.empty() ? "" : ":") << names << "\n";
   return kExitOk;
@@ -170,7 +169,7 @@ int cmdTables(Context& ctx) {
                          count < 0 ? "?" : std::to_string(count)});
   }
   ctx.log().clear();
-  printRows(std::cout, rows, ctx.options().format);
+  printRows(ctx.out(), rows, ctx.options().format);
   if (!unreadable.empty()) {
     throw Failure("tables: cannot read the directory of" + unreadable + "; run 'taldb check'");
   }
@@ -184,14 +183,14 @@ int cmdSchema(Context& ctx) {
   int position = 0;
   for (const CColumn* column : table.columns())
     rows.rows.push_back({std::to_string(++position), column->name(), typeName(column->type())});
-  printRows(std::cout, rows, ctx.options().format);
+  printRows(ctx.out(), rows, ctx.options().format);
   return kExitOk;
 }
 
 int cmdList(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   std::string condition = ctx.arg(1);
-  printRows(std::cout, recordRows(ctx, table, ctx.args().size() > 1 ? condition.c_str() : nullptr),
+  printRows(ctx.out(), recordRows(ctx, table, ctx.args().size() > 1 ? condition.c_str() : nullptr),
             ctx.options().format);
   return kExitOk;
 }
@@ -216,12 +215,12 @@ int cmdGet(Context& ctx) {
   ctx.require(table.readRecord(name.c_str()), action(ctx));
   Rows rows{columnNames(table), {currentValues(table)}};
   if (ctx.args().size() < 3) {
-    printRecord(std::cout, rows, ctx.options().format);
+    printRecord(ctx.out(), rows, ctx.options().format);
     return kExitOk;
   }
   for (size_t i = 0; i < rows.header.size(); ++i) {
     if (rows.header[i] == ctx.arg(2)) {
-      std::cout << rows.rows[0][i] << "\n";
+      ctx.out() << rows.rows[0][i] << "\n";
       return kExitOk;
     }
   }
@@ -230,7 +229,7 @@ int cmdGet(Context& ctx) {
 
 int cmdCount(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
-  std::cout << countRecords(ctx, table) << "\n";
+  ctx.out() << countRecords(ctx, table) << "\n";
   return kExitOk;
 }
 
@@ -239,7 +238,7 @@ int cmdAdd(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   int id = 0;
   ctx.require(table.addRecord(text.c_str(), &id, 0), action(ctx));
-  std::cout << id << "\n";
+  ctx.out() << id << "\n";
   return kExitOk;
 }
 
@@ -249,7 +248,7 @@ int cmdPut(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   bool replaced = recordFileExists(table, values.front());
   ctx.require(table.addRecord(joinValues(values).c_str(), nullptr, 0), action(ctx));
-  std::cout << "wrote record " << values.front() << " of " << table.name()
+  ctx.out() << "wrote record " << values.front() << " of " << table.name()
             << (replaced ? " (replaced the earlier one)" : "") << "\n";
   return kExitOk;
 }
@@ -259,7 +258,7 @@ int cmdUpdate(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.updateRecord(name.c_str(), assignments.c_str()), action(ctx));
-  std::cout << "updated record " << name << " of " << table.name() << "\n";
+  ctx.out() << "updated record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
@@ -267,7 +266,7 @@ int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.deleteRecord(name.c_str()), action(ctx));
-  std::cout << "deleted record " << name << " of " << table.name() << "\n";
+  ctx.out() << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
@@ -280,7 +279,7 @@ int cmdSeed(Context& ctx) {
     throw Failure(action(ctx) + ": cannot read " + file + ": " + std::strerror(errno));
   int before = countRecords(ctx, table);
   ctx.require(ctx.db().insertRecordsFromIni(table.name(), file.c_str()), action(ctx));
-  std::cout << "seeded " << table.name() << " from " << file << ": "
+  ctx.out() << "seeded " << table.name() << " from " << file << ": "
             << plural(countRecords(ctx, table), "record", "records") << " (" << before
             << " before)\n";
   return kExitOk;
@@ -292,7 +291,7 @@ int cmdAddTable(Context& ctx) {
   std::string spec = checkColumnSpec(argsFrom(ctx, 1));
   ctx.openDatabase();
   ctx.require(ctx.db().AddTable(name.c_str(), spec.c_str()), action(ctx));
-  std::cout << "added table " << name << " with "
+  ctx.out() << "added table " << name << " with "
             << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
             << "\n";
   return kExitOk;
@@ -301,7 +300,7 @@ int cmdAddTable(Context& ctx) {
 int cmdDropTable(Context& ctx) {
   std::string name = ctx.table(ctx.arg(0)).name();
   ctx.require(ctx.db().DropTable(name.c_str()), action(ctx));
-  std::cout << "dropped table " << name << "\n";
+  ctx.out() << "dropped table " << name << "\n";
   return kExitOk;
 }
 
@@ -309,7 +308,7 @@ int cmdClear(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   int before = countRecords(ctx, table);
   ctx.require(table.clear(), action(ctx));
-  std::cout << "cleared table " << table.name() << ": " << plural(before, "record", "records")
+  ctx.out() << "cleared table " << table.name() << ": " << plural(before, "record", "records")
             << " removed\n";
   return kExitOk;
 }
@@ -321,7 +320,7 @@ int cmdDrop(Context& ctx) {
   ctx.openDatabase();
   std::string root = ctx.db().path();
   ctx.require(ctx.db().drop(), "drop");
-  std::cout << "dropped the database under " << root << "\n";
+  ctx.out() << "dropped the database under " << root << "\n";
   return kExitOk;
 }
 
@@ -335,11 +334,11 @@ int cmdRecover(Context& ctx) {
   int removed = 0;
   for (const auto& entry : marked) {
     if (!recordFileExists(*entry.first, entry.second)) {
-      std::cout << "removed " << entry.first->name() << "/" << entry.second << "\n";
+      ctx.out() << "removed " << entry.first->name() << "/" << entry.second << "\n";
       ++removed;
     }
   }
-  std::cout << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
+  ctx.out() << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
             << plural(removed, "marked entry", "marked entries") << " removed\n";
   return kExitOk;
 }
@@ -347,14 +346,14 @@ int cmdRecover(Context& ctx) {
 int cmdDump(Context& ctx) {
   if (!ctx.args().empty()) {
     CTable& table = ctx.table(ctx.arg(0));
-    printRows(std::cout, recordRows(ctx, table, nullptr), ctx.options().format);
+    printRows(ctx.out(), recordRows(ctx, table, nullptr), ctx.options().format);
     return kExitOk;
   }
   ctx.openDatabase();
   std::vector<std::pair<std::string, Rows>> sets;
   for (CTable* table : sortedTables(ctx.db()))
     sets.push_back({table->name(), recordRows(ctx, *table, nullptr)});
-  printNamedRows(std::cout, sets, ctx.options().format);
+  printNamedRows(ctx.out(), sets, ctx.options().format);
   return kExitOk;
 }
 

@@ -1,9 +1,10 @@
 // Collects what the store and its utility library log, so that a failure can
-// be explained in one line; with --verbose every message also goes to
-// standard error as it arrives.
+// be explained in one line; with --verbose every message also goes to the
+// error stream as it arrives.
 #ifndef TALDB_TOOL_LIBRARYLOG_H
 #define TALDB_TOOL_LIBRARYLOG_H
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,10 @@ namespace taldb_cli {
 
 class LibraryLog {
  public:
-  explicit LibraryLog(bool verbose);
+  // Takes the utility library's one log sink over until destroyed, then
+  // gives it back to the log that had it, so that a tool run nested in
+  // another (the demo's steps) leaves the outer run's log working.
+  LibraryLog(bool verbose, std::ostream& err);
   ~LibraryLog();
   LibraryLog(const LibraryLog&) = delete;
   LibraryLog& operator=(const LibraryLog&) = delete;
@@ -35,7 +39,9 @@ class LibraryLog {
   static void sink(int level, int code, const char* message, void* context);
 
   bool verbose_;
+  std::ostream& err_;
   std::vector<Entry> entries_;
+  LibraryLog* previous_;
 };
 
 // What a status code of the store means, for failures it does not log.
