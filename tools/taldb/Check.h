@@ -10,8 +10,8 @@
 
 namespace taldb_cli {
 
-// A name containing ".ADD" or ".UPDATE": never a record, removed by recovery.
-bool isMarkedName(const std::string& name);
+// dir + "/" + name, formatted and cut as the store formats its paths.
+std::string joinPath(const std::string& dir, const std::string& name);
 // The marked names in a directory, sorted; none when it cannot be read.
 std::vector<std::string> markedNames(const std::string& directory);
 // Everything wrong under the database root, one line each ("where: what"),

@@ -9,7 +9,7 @@
 
 #include "Check.h"
 #include "Validate.h"
-#include "gux.h"
+#include "database/SectionList.h"
 
 namespace taldb_cli {
 
@@ -71,7 +71,7 @@ std::string action(const Context& ctx) {
 
 bool recordFileExists(const CTable& table, const std::string& name) {
   struct stat info;
-  return lstat((std::string(table.path()) + "/" + name).c_str(), &info) == 0;
+  return lstat(joinPath(table.path(), name).c_str(), &info) == 0;
 }
 
 // The store deletes a record that is not there without complaint; a person
@@ -92,22 +92,13 @@ std::string plural(size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-// The table sections of a description file (every section after the first),
-// so that their names can be checked before the store creates anything.
-std::vector<std::string> descriptionTables(const std::string& file) {
-  std::vector<char> list(4096, '\0');
-  int length = InifileGetValueA(nullptr, nullptr, list.data(), static_cast<int>(list.size()),
-                                nullptr, file.c_str());
-  if (length < 1) return {};
-  if (static_cast<size_t>(length) > list.size()) {
-    list.assign(length + 1, '\0');
-    InifileGetValueA(nullptr, nullptr, list.data(), length + 1, nullptr, file.c_str());
-  }
-  std::vector<std::string> names;
-  for (const char* name = list.data(); *name != '\0'; name += std::strlen(name) + 1)
-    names.push_back(name);
-  if (!names.empty()) names.erase(names.begin());
-  return names;
+// Checks the table names of a description file (every section after the
+// first) before the store creates anything. A file it cannot list is left
+// for the store to report.
+void checkDescriptionTables(const std::string& file) {
+  TalDB::SectionList sections;
+  if (sections.read(file.c_str()) != 0 || sections.next() == nullptr) return;
+  while (const char* name = sections.next()) checkTableName(name);
 }
 
 }  // namespace
@@ -139,7 +130,7 @@ int cmdCreate(Context& ctx) {
   std::string description = ctx.arg(0);
   int id = options.id.empty() ? 1 : parseInteger(options.id, "id");
   if (options.given & kOptCreate) checkValue(options.host);
-  for (const std::string& name : descriptionTables(description)) checkTableName(name);
+  checkDescriptionTables(description);
 
   int status = ctx.openRoot();
   std::string root = ctx.db().path();
