@@ -282,6 +282,7 @@ TEST_F(ToolTest, ListAndDumpInEveryFormat) {
 TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
   createDatabase();
   expectRows({{{"check"}, 0, "no problems found under " + db_ + "\n"}});
+  // Every kind of problem the check knows.
   writeFile(data("hosts/4.ADD"), "x|1|");
   writeFile(data("notes/x.UPDATE.old"), "y|");
   writeFile(data("hosts/1.tmp"), "h1|8|");
@@ -289,44 +290,38 @@ TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
   writeFile(data("hosts/7.tmp"), "torn|");
   writeFile(data("hosts/5"), "");
   writeFile(data("hosts/6"), "only|");
-  makeDir(data("hosts/sub"));
-  makeDir(data("orphan"));
-  const char* const badSchemas[] = {"db/tal/schema/ghost", "db/tal/schema/partial",
-                                    "db/tal/schema/blank"};
-  writeFile(badSchemas[0], "id[int]|a[int]\nfp");
-  writeFile(badSchemas[1], "id[int]|b|c[int]\nfp");
-  writeFile(badSchemas[2], "\nfp");
-  makeDir(data("partial"));
-  makeDir(data("blank"));
+  writeFile("db/tal/schema/ghost", "id[int]|a[int]\nfp");
+  writeFile("db/tal/schema/partial", "id[int]|b|c[int]\nfp");
+  writeFile("db/tal/schema/blank", "\nfp");
+  for (const char* dir : {"hosts/sub", "orphan", "partial", "blank"}) makeDir(data(dir));
   auto before = snapshot();
-  const std::string unfixed = "; 'taldb repair' does not fix it\n";
   Result check = run({"--root", db_, "check"});
   EXPECT_EQ(check.status, 1);
-  for (const std::string& lines :
-       {"tal/schema/blank: schema file cannot be loaded (status 5: schema length is 0)" + unfixed +
-            "tal/schema/ghost: schema file without a table directory" + unfixed +
-            "tal/database/hosts/1.tmp: leftover of an interrupted write beside its record; "
-            "'taldb repair' removes it\n"
-            "tal/database/hosts/4.ADD: marked name, never a record; 'taldb repair' or "
-            "'taldb recover' removes it\n"
-            "tal/database/hosts/5: record file is empty" +
-            unfixed + "tal/database/hosts/6: record has too few fields (1 of 2)" + unfixed +
-            "tal/database/hosts/7.tmp: leftover of an interrupted write, not a whole record; "
-            "'taldb repair' leaves it: inspect it by hand\n"
-            "tal/database/hosts/9.tmp: whole record left by an interrupted write, its record "
-            "missing; 'taldb repair' renames it into place\n"
-            "tal/database/hosts/sub: a directory where only record files belong" +
-            unfixed + "tal/database/notes/x.UPDATE.old: marked name",
-        "tal/schema/partial: schema line does not parse whole (1 of 3 column definitions "
-        "load)" +
-            unfixed + "tal/database/orphan: table directory without a schema file" + unfixed +
-            "12 problems found under " + db_ + "\n"})
-    EXPECT_NE(check.out.find(lines), std::string::npos) << lines << "\n" << check.out;
+  const std::string repairs = "; 'taldb repair' ";
+  for (const std::string& line : std::vector<std::string>{
+           "schema/blank: schema file cannot be loaded (status 5: schema length is 0)",
+           "schema/ghost: schema file without a table directory",
+           "database/hosts/1.tmp: leftover of an interrupted write beside its record" + repairs +
+               "removes it\n",
+           "database/hosts/4.ADD: marked name, never a record" + repairs + "or 'taldb recover'",
+           "database/hosts/5: record file is empty" + repairs + "does not fix it\n",
+           "database/hosts/6: record has too few fields (1 of 2)",
+           "database/hosts/7.tmp: leftover of an interrupted write, not a whole record" + repairs +
+               "leaves it: inspect it by hand\n",
+           "database/hosts/9.tmp: whole record left by an interrupted write, its record missing" +
+               repairs + "renames it into place\n",
+           "database/hosts/sub: a directory where only record files belong",
+           "database/notes/x.UPDATE.old: marked name",
+           "schema/partial: schema line does not parse whole (1 of 3 column definitions load)",
+           "database/orphan: table directory without a schema file",
+           "\n12 problems found under " + db_ + "\n"})
+    EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"--root", at("none"), "check"}, 1, "no database under", true}});
 
   // Recovery removes the marked names only; repair then deals with the rest.
-  for (const char* file : badSchemas) unlink(at(file).c_str());
+  for (const char* file : {"ghost", "partial", "blank"})
+    unlink(at("db/tal/schema/" + std::string(file)).c_str());
   expectRows({{{"recover"},
                0,
                "removed hosts/4.ADD\nremoved notes/x.UPDATE.old\n"
