@@ -1,4 +1,5 @@
-#include "Check.h"
+// taldb check: a read-only inspection of the directories and files under a
+// database root, each problem reported with whether repair fixes it.
 
 #include <sys/stat.h>
 
@@ -174,15 +175,11 @@ std::vector<std::string> markedNames(const std::string& directory) {
   return names;
 }
 
-std::vector<std::string> inspectDatabase(Context& ctx, const std::string& root) {
-  if (!TalDB::IsDirectory(joinPath(root, kSchemaDir).c_str()))
-    throw Failure("no database under " + root + " (no tal/schema directory)");
-  return Inspector(ctx, root).run();
-}
-
 int cmdCheck(Context& ctx) {
   std::string root = ctx.rootPath();
-  std::vector<std::string> findings = inspectDatabase(ctx, root);
+  if (!TalDB::IsDirectory(joinPath(root, kSchemaDir).c_str()))
+    throw Failure("no database under " + root + " (no tal/schema directory)");
+  std::vector<std::string> findings = Inspector(ctx, root).run();
   for (const std::string& finding : findings) ctx.out() << finding << "\n";
   if (findings.empty()) {
     ctx.out() << "no problems found under " << root << "\n";

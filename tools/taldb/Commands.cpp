@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "Check.h"
 #include "Validate.h"
+#include "column/TypeWords.h"
 #include "database/SectionList.h"
 
 namespace taldb_cli {
@@ -21,19 +21,6 @@ using TalDB::CTable;
 std::vector<std::string> argsFrom(const Context& ctx, size_t first) {
   const std::vector<std::string>& args = ctx.args();
   return std::vector<std::string>(args.begin() + std::min(first, args.size()), args.end());
-}
-
-const char* typeName(int type) {
-  switch (type) {
-    case TalDB::TYPE_INT:
-      return "int";
-    case TalDB::TYPE_BIGINT:
-      return "bigint";
-    case TalDB::TYPE_VARCHAR:
-      return "varchar";
-    default:
-      return "none";
-  }
 }
 
 // Record names sort as numbers when both are numbers, numbers first, and as
@@ -173,7 +160,8 @@ int cmdSchema(Context& ctx) {
   rows.header = {"position", "column", "type"};
   int position = 0;
   for (const CColumn* column : table.columns())
-    rows.rows.push_back({std::to_string(++position), column->name(), typeName(column->type())});
+    rows.rows.push_back(
+        {std::to_string(++position), column->name(), TalDB::TypeWordOf(column->type(), "none")});
   printRows(ctx.out(), rows, ctx.options().format);
   return kExitOk;
 }

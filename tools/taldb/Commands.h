@@ -32,6 +32,10 @@ int cmdCheck(Context& ctx);
 int cmdRepair(Context& ctx);
 int cmdDemo(Context& ctx);
 
+// dir + "/" + name, formatted and cut as the store formats its paths.
+std::string joinPath(const std::string& dir, const std::string& name);
+// The marked names in a directory, sorted; none when it cannot be read.
+std::vector<std::string> markedNames(const std::string& directory);
 // The registered tables, sorted by name.
 std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
 // The records of a table that match a condition (null for all), sorted by
