@@ -31,11 +31,6 @@ std::vector<std::string> listDirectory(const std::string& path) {
   return names;
 }
 
-bool exists(const std::string& path) {
-  struct stat info;
-  return lstat(path.c_str(), &info) == 0;
-}
-
 // The number of "|"-separated pieces of the first line of a schema or record
 // file, split as the store splits it; -1 when the file cannot be read.
 long countFields(const std::string& path) {
@@ -113,8 +108,9 @@ class Inspector {
                                    std::to_string(defined) + " column definitions load)");
     }
     if (!TalDB::IsDirectory(at(data).c_str())) {
-      return reportUnrepaired(schema, exists(at(data)) ? data + " is not a directory"
-                                                       : "schema file without a table directory");
+      return reportUnrepaired(schema, pathExists(at(data))
+                                          ? data + " is not a directory"
+                                          : "schema file without a table directory");
     }
     inspectRecords(table, data);
   }
@@ -160,6 +156,11 @@ class Inspector {
 
 }  // namespace
 
+bool pathExists(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0;
+}
+
 std::string joinPath(const std::string& dir, const std::string& name) {
   char path[TalDB::kPathLimit];
   TalDB::JoinPath(path, dir.c_str(), name.c_str());
@@ -185,8 +186,7 @@ int cmdCheck(Context& ctx) {
     ctx.out() << "no problems found under " << root << "\n";
     return kExitOk;
   }
-  ctx.out() << findings.size() << (findings.size() == 1 ? " problem" : " problems")
-            << " found under " << root << "\n";
+  ctx.out() << plural(findings.size(), "problem", "problems") << " found under " << root << "\n";
   return kExitFailed;
 }
 

@@ -1,6 +1,5 @@
 #include "Commands.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -57,8 +56,7 @@ std::string action(const Context& ctx) {
 }
 
 bool recordFileExists(const CTable& table, const std::string& name) {
-  struct stat info;
-  return lstat(joinPath(table.path(), name).c_str(), &info) == 0;
+  return pathExists(joinPath(table.path(), name));
 }
 
 // The store deletes a record that is not there without complaint; a person
@@ -75,10 +73,6 @@ int countRecords(Context& ctx, CTable& table) {
   return count;
 }
 
-std::string plural(size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 // Checks the table names of a description file (every section after the
 // first) before the store creates anything. A file it cannot list is left
 // for the store to report.
@@ -89,6 +83,10 @@ void checkDescriptionTables(const std::string& file) {
 }
 
 }  // namespace
+
+std::string plural(size_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
 
 std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
   std::vector<CTable*> tables = db.tables();

@@ -34,6 +34,10 @@ int cmdDemo(Context& ctx);
 
 // dir + "/" + name, formatted and cut as the store formats its paths.
 std::string joinPath(const std::string& dir, const std::string& name);
+// Whether anything, even a dangling link, is at path.
+bool pathExists(const std::string& path);
+// "1 record", "2 records".
+std::string plural(size_t count, const char* one, const char* many);
 // The marked names in a directory, sorted; none when it cannot be read.
 std::vector<std::string> markedNames(const std::string& directory);
 // The registered tables, sorted by name.

@@ -44,10 +44,6 @@ int repairTable(Context& ctx, CTable& table, Tally& tally) {
   return status;
 }
 
-std::string files(size_t count) {
-  return std::to_string(count) + (count == 1 ? " file" : " files");
-}
-
 }  // namespace
 
 int cmdRepair(Context& ctx) {
@@ -74,8 +70,9 @@ int cmdRepair(Context& ctx) {
     }
   }
   ctx.out() << (dryRun ? "dry run over " : "repaired ") << tables.size()
-            << (tables.size() == 1 ? " table: " : " tables: ") << files(tally.changed)
-            << (dryRun ? " would change, " : " changed, ") << tally.left
+            << (tables.size() == 1 ? " table: " : " tables: ")
+            << plural(tally.changed, "file", "files") << (dryRun ? " would change, " : " changed, ")
+            << tally.left
             << (dryRun ? " would be left in place; nothing was changed\n" : " left in place\n");
   // The table directory that could not be read is reported after the others
   // were repaired; the status names the first such table.
