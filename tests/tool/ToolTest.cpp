@@ -147,6 +147,7 @@ TEST_F(ToolTest, UsageErrorsExitWithTwoAndChangeNothing) {
       {{"add-table", "a/b", "id(int)"}, 2, "invalid table name 'a/b'"},
       {{"get", "hosts", "../1"}, 2, "invalid record name '../1'"},
       {{"delete", "hosts", ".."}, 2, "invalid record name"},
+      {{"drop-table", "../hosts"}, 2, "invalid table name"},
       {{"update", "hosts", "1,2", "port=1"}, 2, "invalid value '1,2'"},
       {{"add", "hosts", "a|b,1"}, 2, "invalid value 'a|b'"},
       {{"add", "hosts", "a,b", "1"}, 2, "invalid value 'a,b'"},
@@ -181,6 +182,7 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
   EXPECT_EQ(readFile("db/tal/schema/hosts").substr(0, 28), "id[int]|name[varchar]|port[i");
   EXPECT_EQ(readFile(data("hosts/1")), "h1|8080|");
   EXPECT_EQ(readFile(data("hosts/2")), "db01|7|");
+  EXPECT_TRUE(exists(data("notes")));
   writeFile("seed.ini", "[hosts]\nrec_1 = 5, seeded, 1\nrec_2 = 2, {{$talversion}}, 2\n");
   expectRows({
       {{"tables"},
@@ -237,6 +239,7 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
   EXPECT_FALSE(exists(data("hosts")));
   EXPECT_FALSE(exists("db/tal/schema/hosts"));
   EXPECT_EQ(readFile("db/tal/schema/users").substr(0, 22), "id[int]|name[varchar]\n");
+  EXPECT_TRUE(exists(data("users")));
   expectRows({{{"drop", "--yes"}, 0, "dropped the database under " + db_ + "\n"}});
   EXPECT_FALSE(exists("db/tal"));
 }
