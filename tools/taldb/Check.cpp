@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "Commands.h"
+#include "Cli.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
 #include "table/RepairPlan.h"

@@ -1,4 +1,4 @@
-#include "Commands.h"
+#include "Cli.h"
 
 #include <unistd.h>
 
@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "Validate.h"
 #include "column/TypeWords.h"
 #include "database/SectionList.h"
 

@@ -1,7 +1,6 @@
 #include <cstdlib>
 
 #include "Cli.h"
-#include "Validate.h"
 #include "gux.h"
 
 namespace taldb_cli {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <fstream>
 
-#include "Commands.h"
+#include "Cli.h"
 #include "Tool.h"
 #include "util/Path.h"
 

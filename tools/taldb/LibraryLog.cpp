@@ -1,4 +1,4 @@
-#include "LibraryLog.h"
+#include "Cli.h"
 
 #include "GuxLogLevel.h"
 #include "gux.h"

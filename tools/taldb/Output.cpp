@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "Cli.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // taldb repair: the library's repair of interrupted writes, table by table,
 // printing each file it changed or left; or, with --dry-run, what it would do.
-#include "Commands.h"
+#include "Cli.h"
 #include "gux.h"
 #include "table/RepairPlan.h"
 #include "util/Path.h"

@@ -5,8 +5,7 @@
 #include <cctype>
 #include <cstring>
 
-#include "Commands.h"
-#include "Validate.h"
+#include "Cli.h"
 
 namespace taldb_cli {
 

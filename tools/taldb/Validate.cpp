@@ -1,4 +1,3 @@
-#include "Validate.h"
 
 #include <cerrno>
 #include <climits>
