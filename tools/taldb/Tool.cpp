@@ -130,67 +130,49 @@ void printCommandHelp(std::ostream& out, const Command& command) {
   if (command.options & kOptFormat) out << "\n--format table|csv|json chooses the output.\n";
 }
 
-// The options that take a value, the field it goes to and the bit that
-// says the option was given.
-struct ValueOption {
+// Every option: its names, where it goes (a text field for an option that
+// takes a value, a flag otherwise) and the bit that says it was given (0 for
+// the options every command takes).
+struct OptionSpec {
+  const char* shortName;  // null when there is none
   const char* name;
-  std::string Options::*field;
+  std::string Options::*text;
+  bool Options::*flag;
   unsigned bit;
 };
 
-const ValueOption kValueOptions[] = {
-    {"--root", &Options::root, kOptRoot},
-    {"--config", &Options::config, kOptRoot},
-    {"--format", &Options::formatName, kOptFormat},
-    {"--id", &Options::id, kOptCreate},
-    {"--host", &Options::host, kOptCreate},
-    {"--description", &Options::description, kOptDescription},
+const OptionSpec kOptionSpecs[] = {
+    {nullptr, "--root", &Options::root, nullptr, kOptRoot},
+    {nullptr, "--config", &Options::config, nullptr, kOptRoot},
+    {nullptr, "--format", &Options::formatName, nullptr, kOptFormat},
+    {nullptr, "--id", &Options::id, nullptr, kOptCreate},
+    {nullptr, "--host", &Options::host, nullptr, kOptCreate},
+    {nullptr, "--description", &Options::description, nullptr, kOptDescription},
+    {"-v", "--verbose", nullptr, &Options::verbose, 0},
+    {"-h", "--help", nullptr, &Options::help, 0},
+    {nullptr, "--version", nullptr, &Options::version, 0},
+    {nullptr, "--yes", nullptr, &Options::yes, kOptYes},
+    {nullptr, "--dry-run", nullptr, &Options::dryRun, kOptDryRun},
 };
 
-// Takes "--name VALUE" or "--name=VALUE" into its field; advances index past
-// the value. False when argv[index] is no value option.
-bool takeValue(const std::vector<std::string>& argv, size_t& index, Options& options) {
+// Takes the option argv[index], with its value from "--name VALUE" (index
+// then moves past the value) or "--name=VALUE". False for an unknown option.
+bool takeOption(const std::vector<std::string>& argv, size_t& index, Options& options) {
   const std::string& arg = argv[index];
-  for (const ValueOption& option : kValueOptions) {
-    std::string name = option.name;
-    std::string& field = options.*option.field;
-    if (arg.compare(0, name.size() + 1, name + "=") == 0) {
-      field = arg.substr(name.size() + 1);
-    } else if (arg == name) {
+  for (const OptionSpec& spec : kOptionSpecs) {
+    std::string name = spec.name;
+    bool named = arg == name || (spec.shortName != nullptr && arg == spec.shortName);
+    if (spec.text == nullptr && named) {
+      options.*spec.flag = true;
+    } else if (spec.text != nullptr && arg.compare(0, name.size() + 1, name + "=") == 0) {
+      options.*spec.text = arg.substr(name.size() + 1);
+    } else if (spec.text != nullptr && named) {
       if (index + 1 >= argv.size()) throw UsageError("option " + name + " needs a value");
-      field = argv[++index];
+      options.*spec.text = argv[++index];
     } else {
       continue;
     }
-    options.given |= option.bit;
-    return true;
-  }
-  return false;
-}
-
-// The options without a value: the field they set and the bit that says the
-// option was given (0 for those every command takes).
-struct FlagOption {
-  const char* shortName;  // null when there is none
-  const char* name;
-  bool Options::*field;
-  unsigned bit;
-};
-
-const FlagOption kFlagOptions[] = {
-    {"-v", "--verbose", &Options::verbose, 0},
-    {"-h", "--help", &Options::help, 0},
-    {nullptr, "--version", &Options::version, 0},
-    {nullptr, "--yes", &Options::yes, kOptYes},
-    {nullptr, "--dry-run", &Options::dryRun, kOptDryRun},
-};
-
-// Sets the field of a flag; false when arg is no flag.
-bool takeFlag(const std::string& arg, Options& options) {
-  for (const FlagOption& flag : kFlagOptions) {
-    if (arg != flag.name && (flag.shortName == nullptr || arg != flag.shortName)) continue;
-    options.*flag.field = true;
-    options.given |= flag.bit;
+    options.given |= spec.bit;
     return true;
   }
   return false;
@@ -210,7 +192,7 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
       positional.push_back(arg);
     } else if (arg == "--") {
       optionsEnded = true;
-    } else if (!takeFlag(arg, options) && !takeValue(argv, i, options)) {
+    } else if (!takeOption(argv, i, options)) {
       throw UsageError("unknown option " + quoted(arg));
     }
   }
