@@ -71,8 +71,7 @@ class Inspector {
     for (const std::string& name : schemas) inspectTable(name);
     for (const std::string& name : directories) {
       if (!std::binary_search(schemas.begin(), schemas.end(), name))
-        reportUnrepaired(std::string(kDataDir) + "/" + name,
-                         "table directory without a schema file");
+        reportUnrepaired(joinPath(kDataDir, name), "table directory without a schema file");
     }
     return findings_;
   }
@@ -89,8 +88,7 @@ class Inspector {
   }
 
   void inspectTable(const std::string& name) {
-    std::string schema = std::string(kSchemaDir) + "/" + name;
-    std::string data = std::string(kDataDir) + "/" + name;
+    std::string schema = joinPath(kSchemaDir, name), data = joinPath(kDataDir, name);
     if (TalDB::IsDirectory(at(schema).c_str()))
       return reportUnrepaired(schema, "a directory, not a schema file");
     TalDB::CTable table(root_.c_str(), name.c_str());
@@ -117,7 +115,7 @@ class Inspector {
 
   void inspectRecords(TalDB::CTable& table, const std::string& data) {
     for (const std::string& name : listDirectory(at(data))) {
-      std::string where = data + "/" + name;
+      std::string where = joinPath(data, name);
       TalDB::RepairAction action =
           TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
       if (action != TalDB::RepairAction::kNone) {
