@@ -75,7 +75,10 @@ int countRecords(Context& ctx, CTable& table) {
 // Checks the table names of a description file (every section after the
 // first) before the store creates anything. A file it cannot list is left
 // for the store to report.
-void checkDescriptionTables(const std::string& file) {
+void checkDescriptionTables(Context& ctx, const std::string& file) {
+  // A look-ahead of the tool's own, not an operation that was asked for:
+  // what the library logs meanwhile is not shown, even with --verbose.
+  LibraryLog quiet(false, ctx.err());
   TalDB::SectionList sections;
   if (sections.read(file.c_str()) != 0 || sections.next() == nullptr) return;
   while (const char* name = sections.next()) checkTableName(name);
@@ -114,7 +117,7 @@ int cmdCreate(Context& ctx) {
   std::string description = ctx.arg(0);
   int id = options.id.empty() ? 1 : parseInteger(options.id, "id");
   if (options.given & kOptCreate) checkValue(options.host);
-  checkDescriptionTables(description);
+  checkDescriptionTables(ctx, description);
 
   int status = ctx.openRoot();
   std::string root = ctx.db().path();
