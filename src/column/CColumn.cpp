@@ -4,22 +4,11 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "column/TypeWords.h"
 #include "gux.h"
 #include "util/Status.h"
 
 namespace TalDB {
-
-namespace {
-
-// The type words of a column definition, in the order they are tried.
-struct TypeWord {
-  const char* word;
-  int code;
-};
-constexpr TypeWord kTypeWords[] = {
-    {"int", TYPE_INT}, {"bigint", TYPE_BIGINT}, {"varchar", TYPE_VARCHAR}};
-
-}  // namespace
 
 CColumn::CColumn() : m_name(strdup("")), m_type(TYPE_NONE), m_primaryKey(false), m_data(nullptr) {}
 

@@ -5,6 +5,7 @@
 
 #include <mutex>
 
+#include "GuxLogLevel.h"
 #include "gux.h"
 
 int __guxlog_trace_location = 0;
@@ -15,19 +16,8 @@ std::mutex g_sinkMutex;
 GuxLogSink g_sink = nullptr;
 void* g_context = nullptr;
 
-const char* LevelName(int level) {
-  switch (level) {
-    case GUX_LOG_ERROR:
-      return "error";
-    case GUX_LOG_INFO:
-      return "info";
-    default:
-      return "trace";
-  }
-}
-
 void DefaultSink(int level, int code, const char* message, void*) {
-  fprintf(stderr, "taldb: %s %d: %s\n", LevelName(level), code, message);
+  fprintf(stderr, "taldb: %s %d: %s\n", GuxLogLevelName(level), code, message);
 }
 
 // Formats into a stack buffer, or a heap one for a longer message, so that no

@@ -1,60 +1,45 @@
-#include "Check.h"
+// taldb check: a read-only inspection of the directories and files under a
+// database root, each problem reported with whether repair fixes it.
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iostream>
 
-#include "Commands.h"
+#include "Cli.h"
+#include "table/RecordFormat.h"
+#include "table/RecordNames.h"
 #include "table/RepairPlan.h"
+#include "util/FileSystem.h"
+#include "util/LineReader.h"
+#include "util/Path.h"
 
 namespace taldb_cli {
 
 namespace {
 
-const char kSchemaDir[] = "tal/schema";
-const char kDataDir[] = "tal/database";
+using TalDB::kDataDir;
+using TalDB::kSchemaDir;
 
 // The entries of a directory, "." and ".." left out, sorted.
-bool listDirectory(const std::string& path, std::vector<std::string>& names) {
-  names.clear();
-  DIR* dir = opendir(path.c_str());
-  if (dir == nullptr) return false;
-  while (const struct dirent* entry = readdir(dir)) {
-    std::string name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(name);
-  }
-  closedir(dir);
+std::vector<std::string> listDirectory(const std::string& path) {
+  std::vector<std::string> names;
+  TalDB::CDirIterator dir;
+  if (dir.open(path.c_str()) != 0) return names;
+  while (const struct dirent* entry = dir.read())
+    if (!TalDB::IsDotEntry(entry->d_name)) names.push_back(entry->d_name);
   std::sort(names.begin(), names.end());
-  return true;
+  return names;
 }
 
-bool isDirectory(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-bool exists(const std::string& path) {
-  struct stat info;
-  return lstat(path.c_str(), &info) == 0;
-}
-
-// The text up to the first line feed, the only line the store reads of a
-// schema or record file.
-bool readFirstLine(const std::string& path, std::string& line) {
-  std::ifstream in(path, std::ios::binary);
-  line.clear();
-  return in && (std::getline(in, line) || in.eof());
-}
-
-// The pieces of a "|"-separated line as the store splits it: a trailing "|"
-// closes the last piece instead of starting an empty one.
-size_t countFields(const std::string& line) {
-  if (line.empty()) return 0;
-  size_t count = std::count(line.begin(), line.end(), '|') + 1;
-  return line.back() == '|' ? count - 1 : count;
+// The number of "|"-separated pieces of the first line of a schema or record
+// file, split as the store splits it; -1 when the file cannot be read.
+long countFields(const std::string& path) {
+  TalDB::LineReader reader;
+  if (reader.read(path.c_str()) != TalDB::LineReader::kRead) return -1;
+  TalDB::RecordFields fields(reader.data());
+  long count = 0;
+  while (fields.next() != nullptr) ++count;
+  return count;
 }
 
 // What a check finding of a leftover or a marked name says; repair decides
@@ -81,20 +66,18 @@ class Inspector {
   Inspector(Context& ctx, const std::string& root) : ctx_(ctx), root_(root) {}
 
   std::vector<std::string> run() {
-    std::vector<std::string> schemas, directories;
-    listDirectory(at(kSchemaDir), schemas);
-    listDirectory(at(kDataDir), directories);
+    std::vector<std::string> schemas = listDirectory(at(kSchemaDir));
+    std::vector<std::string> directories = listDirectory(at(kDataDir));
     for (const std::string& name : schemas) inspectTable(name);
     for (const std::string& name : directories) {
       if (!std::binary_search(schemas.begin(), schemas.end(), name))
-        reportUnrepaired(std::string(kDataDir) + "/" + name,
-                         "table directory without a schema file");
+        reportUnrepaired(joinPath(kDataDir, name), "table directory without a schema file");
     }
     return findings_;
   }
 
  private:
-  std::string at(const std::string& relative) const { return root_ + "/" + relative; }
+  std::string at(const std::string& relative) const { return joinPath(root_, relative); }
 
   void report(const std::string& where, const std::string& what) {
     findings_.push_back(where + ": " + what);
@@ -105,9 +88,9 @@ class Inspector {
   }
 
   void inspectTable(const std::string& name) {
-    std::string schema = std::string(kSchemaDir) + "/" + name;
-    std::string data = std::string(kDataDir) + "/" + name;
-    if (isDirectory(at(schema))) return reportUnrepaired(schema, "a directory, not a schema file");
+    std::string schema = joinPath(kSchemaDir, name), data = joinPath(kDataDir, name);
+    if (TalDB::IsDirectory(at(schema).c_str()))
+      return reportUnrepaired(schema, "a directory, not a schema file");
     TalDB::CTable table(root_.c_str(), name.c_str());
     int status = table.Open();
     if (status != 0) {
@@ -116,31 +99,28 @@ class Inspector {
       ctx_.log().clear();
       return;
     }
-    std::string line;
-    readFirstLine(at(schema), line);
-    size_t defined = countFields(line);
-    if (table.columns().size() < defined) {
+    long defined = countFields(at(schema));
+    if (static_cast<long>(table.columns().size()) < defined) {
       reportUnrepaired(schema, "schema line does not parse whole (" +
                                    std::to_string(table.columns().size()) + " of " +
                                    std::to_string(defined) + " column definitions load)");
     }
-    if (!isDirectory(at(data))) {
-      return reportUnrepaired(schema, exists(at(data)) ? data + " is not a directory"
-                                                       : "schema file without a table directory");
+    if (!TalDB::IsDirectory(at(data).c_str())) {
+      return reportUnrepaired(schema, pathExists(at(data))
+                                          ? data + " is not a directory"
+                                          : "schema file without a table directory");
     }
     inspectRecords(table, data);
   }
 
   void inspectRecords(TalDB::CTable& table, const std::string& data) {
-    std::vector<std::string> names;
-    listDirectory(at(data), names);
-    for (const std::string& name : names) {
-      std::string where = data + "/" + name;
+    for (const std::string& name : listDirectory(at(data))) {
+      std::string where = joinPath(data, name);
       TalDB::RepairAction action =
           TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
       if (action != TalDB::RepairAction::kNone) {
         report(where, leftoverFinding(action));
-      } else if (isDirectory(at(where))) {
+      } else if (TalDB::IsDirectory(at(where).c_str())) {
         reportUnrepaired(where, "a directory where only record files belong");
       } else {
         inspectRecord(table, where, name);
@@ -153,15 +133,15 @@ class Inspector {
   void inspectRecord(TalDB::CTable& table, const std::string& where, const std::string& name) {
     int status = table.readRecord(name.c_str());
     if (status == 0) return;
-    std::string line;
-    size_t needed = table.columns().empty() ? 0 : table.columns().size() - 1;
-    if (status == 8 || !readFirstLine(at(where), line)) {
+    long fields = status == 8 ? -1 : countFields(at(where));
+    long needed = table.columns().empty() ? 0 : table.columns().size() - 1;
+    if (fields < 0) {
       reportUnrepaired(where, "record file cannot be opened");
-    } else if (line.empty()) {
+    } else if (fields == 0) {
       reportUnrepaired(where, "record file is empty");
-    } else if (countFields(line) < needed) {
-      reportUnrepaired(where, "record has too few fields (" + std::to_string(countFields(line)) +
-                                  " of " + std::to_string(needed) + ")");
+    } else if (fields < needed) {
+      reportUnrepaired(where, "record has too few fields (" + std::to_string(fields) + " of " +
+                                  std::to_string(needed) + ")");
     } else {
       reportUnrepaired(where, "record cannot be read (status " + std::to_string(status) + ")");
     }
@@ -174,35 +154,37 @@ class Inspector {
 
 }  // namespace
 
-bool isMarkedName(const std::string& name) {
-  return name.find(".ADD") != std::string::npos || name.find(".UPDATE") != std::string::npos;
+bool pathExists(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0;
+}
+
+std::string joinPath(const std::string& dir, const std::string& name) {
+  char path[TalDB::kPathLimit];
+  TalDB::JoinPath(path, dir.c_str(), name.c_str());
+  return path;
 }
 
 std::vector<std::string> markedNames(const std::string& directory) {
-  std::vector<std::string> names;
-  listDirectory(directory, names);
-  names.erase(std::remove_if(names.begin(), names.end(),
-                             [](const std::string& name) { return !isMarkedName(name); }),
-              names.end());
+  std::vector<std::string> names = listDirectory(directory);
+  names.erase(
+      std::remove_if(names.begin(), names.end(),
+                     [](const std::string& name) { return !TalDB::IsMarkedName(name.c_str()); }),
+      names.end());
   return names;
-}
-
-std::vector<std::string> inspectDatabase(Context& ctx, const std::string& root) {
-  if (!isDirectory(root + "/" + kSchemaDir))
-    throw Failure("no database under " + root + " (no tal/schema directory)");
-  return Inspector(ctx, root).run();
 }
 
 int cmdCheck(Context& ctx) {
   std::string root = ctx.rootPath();
-  std::vector<std::string> findings = inspectDatabase(ctx, root);
-  for (const std::string& finding : findings) std::cout << finding << "\n";
+  if (!TalDB::IsDirectory(joinPath(root, kSchemaDir).c_str()))
+    throw Failure("no database under " + root + " (no tal/schema directory)");
+  std::vector<std::string> findings = Inspector(ctx, root).run();
+  for (const std::string& finding : findings) ctx.out() << finding << "\n";
   if (findings.empty()) {
-    std::cout << "no problems found under " << root << "\n";
+    ctx.out() << "no problems found under " << root << "\n";
     return kExitOk;
   }
-  std::cout << findings.size() << (findings.size() == 1 ? " problem" : " problems")
-            << " found under " << root << "\n";
+  ctx.out() << plural(findings.size(), "problem", "problems") << " found under " << root << "\n";
   return kExitFailed;
 }
 

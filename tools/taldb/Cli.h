@@ -1,19 +1,87 @@
-// Shared pieces of the taldb command-line tool: exit codes, the two kinds of
-// error a command can raise, the parsed command line and the context every
-// command runs in.
+// The pieces of the taldb command-line tool that its files share: printing
+// rows, the library's log, exit codes, the two kinds of error a command can
+// raise, the parsed command line, the context every command runs in, the
+// checks of names and values, and the commands themselves.
 #ifndef TALDB_TOOL_CLI_H
 #define TALDB_TOOL_CLI_H
 
 #include <taldb/taldb.h>
 
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "LibraryLog.h"
-#include "Output.h"
-
 namespace taldb_cli {
+
+// ---- Printing rows of text: an aligned table for a person, CSV and JSON for
+// programs. Every cell is text, as the store keeps it.
+
+enum class Format { Table, Csv, Json };
+
+// A header of column names and rows of the same width.
+struct Rows {
+  std::vector<std::string> header;
+  std::vector<std::vector<std::string>> rows;
+};
+
+// "table", "csv" or "json"; false for anything else.
+bool parseFormat(const std::string& text, Format& format);
+
+// Rows in the chosen format: a table with a header line, CSV with a header
+// row, or a JSON array of objects keyed by the header.
+void printRows(std::ostream& out, const Rows& rows, Format format);
+// One record: "column  value" lines for a person, one CSV row with its header,
+// or one JSON object.
+void printRecord(std::ostream& out, const Rows& rows, Format format);
+// Several named row sets (a dump of every table): headed tables, CSV blocks
+// that each begin with a "# name" line, or one JSON object keyed by name.
+void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, Rows>>& sets,
+                    Format format);
+
+std::string csvCell(const std::string& text);
+std::string jsonString(const std::string& text);
+
+// ---- The library's log.
+
+class LibraryLog {
+ public:
+  // Takes the utility library's one log sink over until destroyed, then
+  // gives it back to the log that had it, so that a tool run nested in
+  // another (the demo's steps) leaves the outer run's log working.
+  LibraryLog(bool verbose, std::ostream& err);
+  ~LibraryLog();
+  LibraryLog(const LibraryLog&) = delete;
+  LibraryLog& operator=(const LibraryLog&) = delete;
+
+  // Forgets what was collected, so that the next explanation only covers the
+  // calls made after it.
+  void clear();
+  // The messages that explain a failure with this status: every error and
+  // the informational messages that carry the status itself. When the library
+  // logged nothing, a short description of the status code.
+  std::string explain(int status) const;
+  struct Entry {
+    int level;
+    int code;
+    std::string text;
+  };
+  // What was collected since the last clear, in the order it came.
+  const std::vector<Entry>& entries() const { return entries_; }
+
+ private:
+  static void sink(int level, int code, const char* message, void* context);
+
+  bool verbose_;
+  std::ostream& err_;
+  std::vector<Entry> entries_;
+  LibraryLog* previous_;
+};
+
+// What a status code of the store means, for failures it does not log.
+const char* describeStatus(int status);
+
+// ---- The command line and the context a command runs in.
 
 enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2 };
 
@@ -55,15 +123,16 @@ struct Options {
   std::vector<std::string> args;  // the positional arguments after it
 };
 
-// Everything a command needs: its arguments, the library's log and a database
-// object that is opened on demand.
+// Everything a command needs: its arguments, the streams it writes to (never
+// the process's own, so that the tool also runs inside a test), the library's
+// log and a database object that is opened on demand.
 class Context {
  public:
-  explicit Context(const Options& options);
+  Context(const Options& options, std::ostream& out, std::ostream& err);
 
-  // The demo points one context at its own root and arguments step by step.
-  Options& options();
   const Options& options() const { return options_; }
+  std::ostream& out() { return out_; }
+  std::ostream& err() { return err_; }
   const std::vector<std::string>& args() const { return options_.args; }
   std::string arg(size_t index) const;
   LibraryLog& log() { return log_; }
@@ -88,9 +157,88 @@ class Context {
 
  private:
   Options options_;
+  std::ostream& out_;
+  std::ostream& err_;
   LibraryLog log_;
   TalDB::CTalDatabase db_;
 };
+
+// ---- The tool's checks of names and values. The store takes names and values
+// as they come; these rules keep out what would escape the database root or not
+// read back whole, and they run before the library is called.
+
+// A table name becomes a directory and a file name: it must not be empty, "."
+// or "..", nor contain "/". Throws a UsageError.
+void checkTableName(const std::string& name);
+// A record name is a file name and the value of the first column: the rules of
+// table names and of values together.
+void checkRecordName(const std::string& name);
+// A value is stored between "|" separators on one line and given to the store
+// in comma-separated text: it must not contain "|", "," or a line feed.
+void checkValue(const std::string& value);
+
+// The values of a record: one comma-separated argument, or one argument per
+// value (which then must not hold a comma). Every value is checked.
+std::vector<std::string> splitValues(const std::vector<std::string>& args);
+std::string joinValues(const std::vector<std::string>& values);
+
+// An id given on the command line for a new record: decimal digits (blanks
+// around them allowed) naming a number from 0 to 2147483647, the ids the store
+// writes under their own text.
+int parseRecordId(const std::string& given);
+// A whole number for an option such as --id.
+int parseInteger(const std::string& text, const char* what);
+
+// Assignments "column=value", in one or several arguments, comma-separated.
+// Each needs an "=" and a column name, and its value is checked, so a comma
+// inside a value is refused instead of silently becoming another assignment.
+std::string parseAssignments(const std::vector<std::string>& args);
+
+// A column specification for add-table: at least one item, and no character
+// that would break the schema line ("|", "[", "]", line feed).
+std::string checkColumnSpec(const std::vector<std::string>& args);
+
+// Text in single quotes with line feeds shown as "\n", for messages.
+std::string quoted(const std::string& text);
+
+// ---- The commands. Each takes its arguments from the context, prints its
+// result on the context's output stream and returns the exit status; refused
+// input and failures are thrown as UsageError and Failure.
+
+int cmdCreate(Context& ctx);
+int cmdTables(Context& ctx);
+int cmdSchema(Context& ctx);
+int cmdList(Context& ctx);
+int cmdGet(Context& ctx);
+int cmdCount(Context& ctx);
+int cmdAdd(Context& ctx);
+int cmdPut(Context& ctx);
+int cmdUpdate(Context& ctx);
+int cmdDelete(Context& ctx);
+int cmdSeed(Context& ctx);
+int cmdAddTable(Context& ctx);
+int cmdDropTable(Context& ctx);
+int cmdClear(Context& ctx);
+int cmdDrop(Context& ctx);
+int cmdRecover(Context& ctx);
+int cmdDump(Context& ctx);
+int cmdCheck(Context& ctx);
+int cmdRepair(Context& ctx);
+int cmdDemo(Context& ctx);
+
+// dir + "/" + name, formatted and cut as the store formats its paths.
+std::string joinPath(const std::string& dir, const std::string& name);
+// Whether anything, even a dangling link, is at path.
+bool pathExists(const std::string& path);
+// "1 record", "2 records".
+std::string plural(size_t count, const char* one, const char* many);
+// The marked names in a directory, sorted; none when it cannot be read.
+std::vector<std::string> markedNames(const std::string& directory);
+// The registered tables, sorted by name.
+std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
+// The records of a table that match a condition (null for all), sorted by
+// record name, with the column names as header.
+Rows recordRows(Context& ctx, TalDB::CTable& table, const char* condition);
 
 }  // namespace taldb_cli
 

@@ -1,16 +1,13 @@
-#include "Commands.h"
+#include "Cli.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
-#include "Check.h"
-#include "Validate.h"
-#include "gux.h"
+#include "column/TypeWords.h"
+#include "database/SectionList.h"
 
 namespace taldb_cli {
 
@@ -22,19 +19,6 @@ using TalDB::CTable;
 std::vector<std::string> argsFrom(const Context& ctx, size_t first) {
   const std::vector<std::string>& args = ctx.args();
   return std::vector<std::string>(args.begin() + std::min(first, args.size()), args.end());
-}
-
-const char* typeName(int type) {
-  switch (type) {
-    case TalDB::TYPE_INT:
-      return "int";
-    case TalDB::TYPE_BIGINT:
-      return "bigint";
-    case TalDB::TYPE_VARCHAR:
-      return "varchar";
-    default:
-      return "none";
-  }
 }
 
 // Record names sort as numbers when both are numbers, numbers first, and as
@@ -71,8 +55,7 @@ std::string action(const Context& ctx) {
 }
 
 bool recordFileExists(const CTable& table, const std::string& name) {
-  struct stat info;
-  return lstat((std::string(table.path()) + "/" + name).c_str(), &info) == 0;
+  return pathExists(joinPath(table.path(), name));
 }
 
 // The store deletes a record that is not there without complaint; a person
@@ -89,29 +72,23 @@ int countRecords(Context& ctx, CTable& table) {
   return count;
 }
 
-std::string plural(size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-// The table sections of a description file (every section after the first),
-// so that their names can be checked before the store creates anything.
-std::vector<std::string> descriptionTables(const std::string& file) {
-  std::vector<char> list(4096, '\0');
-  int length = InifileGetValueA(nullptr, nullptr, list.data(), static_cast<int>(list.size()),
-                                nullptr, file.c_str());
-  if (length < 1) return {};
-  if (static_cast<size_t>(length) > list.size()) {
-    list.assign(length + 1, '\0');
-    InifileGetValueA(nullptr, nullptr, list.data(), length + 1, nullptr, file.c_str());
-  }
-  std::vector<std::string> names;
-  for (const char* name = list.data(); *name != '\0'; name += std::strlen(name) + 1)
-    names.push_back(name);
-  if (!names.empty()) names.erase(names.begin());
-  return names;
+// Checks the table names of a description file (every section after the
+// first) before the store creates anything. A file it cannot list is left
+// for the store to report.
+void checkDescriptionTables(Context& ctx, const std::string& file) {
+  // A look-ahead of the tool's own, not an operation that was asked for:
+  // what the library logs meanwhile is not shown, even with --verbose.
+  LibraryLog quiet(false, ctx.err());
+  TalDB::SectionList sections;
+  if (sections.read(file.c_str()) != 0 || sections.next() == nullptr) return;
+  while (const char* name = sections.next()) checkTableName(name);
 }
 
 }  // namespace
+
+std::string plural(size_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
 
 std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
   std::vector<CTable*> tables = db.tables();
@@ -140,7 +117,7 @@ int cmdCreate(Context& ctx) {
   std::string description = ctx.arg(0);
   int id = options.id.empty() ? 1 : parseInteger(options.id, "id");
   if (options.given & kOptCreate) checkValue(options.host);
-  for (const std::string& name : descriptionTables(description)) checkTableName(name);
+  checkDescriptionTables(ctx, description);
 
   int status = ctx.openRoot();
   std::string root = ctx.db().path();
@@ -152,7 +129,7 @@ int cmdCreate(Context& ctx) {
 
   std::string names;
   for (const CTable* table : sortedTables(ctx.db())) names += std::string(" ") + table->name();
-  std::cout << "created a database under " << root << " (id " << ctx.db().id() << ", host "
+  ctx.out() << "created a database under " << root << " (id " << ctx.db().id() << ", host "
             << ctx.db().host() << ") with " << plural(ctx.db().tableCount(), "table", "tables")
             << (names.empty() ? "" : ":") << names << "\n";
   return kExitOk;
@@ -170,7 +147,7 @@ int cmdTables(Context& ctx) {
                          count < 0 ? "?" : std::to_string(count)});
   }
   ctx.log().clear();
-  printRows(std::cout, rows, ctx.options().format);
+  printRows(ctx.out(), rows, ctx.options().format);
   if (!unreadable.empty()) {
     throw Failure("tables: cannot read the directory of" + unreadable + "; run 'taldb check'");
   }
@@ -183,15 +160,16 @@ int cmdSchema(Context& ctx) {
   rows.header = {"position", "column", "type"};
   int position = 0;
   for (const CColumn* column : table.columns())
-    rows.rows.push_back({std::to_string(++position), column->name(), typeName(column->type())});
-  printRows(std::cout, rows, ctx.options().format);
+    rows.rows.push_back(
+        {std::to_string(++position), column->name(), TalDB::TypeWordOf(column->type(), "none")});
+  printRows(ctx.out(), rows, ctx.options().format);
   return kExitOk;
 }
 
 int cmdList(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   std::string condition = ctx.arg(1);
-  printRows(std::cout, recordRows(ctx, table, ctx.args().size() > 1 ? condition.c_str() : nullptr),
+  printRows(ctx.out(), recordRows(ctx, table, ctx.args().size() > 1 ? condition.c_str() : nullptr),
             ctx.options().format);
   return kExitOk;
 }
@@ -216,12 +194,12 @@ int cmdGet(Context& ctx) {
   ctx.require(table.readRecord(name.c_str()), action(ctx));
   Rows rows{columnNames(table), {currentValues(table)}};
   if (ctx.args().size() < 3) {
-    printRecord(std::cout, rows, ctx.options().format);
+    printRecord(ctx.out(), rows, ctx.options().format);
     return kExitOk;
   }
   for (size_t i = 0; i < rows.header.size(); ++i) {
     if (rows.header[i] == ctx.arg(2)) {
-      std::cout << rows.rows[0][i] << "\n";
+      ctx.out() << rows.rows[0][i] << "\n";
       return kExitOk;
     }
   }
@@ -230,7 +208,7 @@ int cmdGet(Context& ctx) {
 
 int cmdCount(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
-  std::cout << countRecords(ctx, table) << "\n";
+  ctx.out() << countRecords(ctx, table) << "\n";
   return kExitOk;
 }
 
@@ -239,7 +217,7 @@ int cmdAdd(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   int id = 0;
   ctx.require(table.addRecord(text.c_str(), &id, 0), action(ctx));
-  std::cout << id << "\n";
+  ctx.out() << id << "\n";
   return kExitOk;
 }
 
@@ -249,7 +227,7 @@ int cmdPut(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   bool replaced = recordFileExists(table, values.front());
   ctx.require(table.addRecord(joinValues(values).c_str(), nullptr, 0), action(ctx));
-  std::cout << "wrote record " << values.front() << " of " << table.name()
+  ctx.out() << "wrote record " << values.front() << " of " << table.name()
             << (replaced ? " (replaced the earlier one)" : "") << "\n";
   return kExitOk;
 }
@@ -259,7 +237,7 @@ int cmdUpdate(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.updateRecord(name.c_str(), assignments.c_str()), action(ctx));
-  std::cout << "updated record " << name << " of " << table.name() << "\n";
+  ctx.out() << "updated record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
@@ -267,7 +245,7 @@ int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.deleteRecord(name.c_str()), action(ctx));
-  std::cout << "deleted record " << name << " of " << table.name() << "\n";
+  ctx.out() << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
@@ -280,7 +258,7 @@ int cmdSeed(Context& ctx) {
     throw Failure(action(ctx) + ": cannot read " + file + ": " + std::strerror(errno));
   int before = countRecords(ctx, table);
   ctx.require(ctx.db().insertRecordsFromIni(table.name(), file.c_str()), action(ctx));
-  std::cout << "seeded " << table.name() << " from " << file << ": "
+  ctx.out() << "seeded " << table.name() << " from " << file << ": "
             << plural(countRecords(ctx, table), "record", "records") << " (" << before
             << " before)\n";
   return kExitOk;
@@ -292,7 +270,7 @@ int cmdAddTable(Context& ctx) {
   std::string spec = checkColumnSpec(argsFrom(ctx, 1));
   ctx.openDatabase();
   ctx.require(ctx.db().AddTable(name.c_str(), spec.c_str()), action(ctx));
-  std::cout << "added table " << name << " with "
+  ctx.out() << "added table " << name << " with "
             << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
             << "\n";
   return kExitOk;
@@ -301,7 +279,7 @@ int cmdAddTable(Context& ctx) {
 int cmdDropTable(Context& ctx) {
   std::string name = ctx.table(ctx.arg(0)).name();
   ctx.require(ctx.db().DropTable(name.c_str()), action(ctx));
-  std::cout << "dropped table " << name << "\n";
+  ctx.out() << "dropped table " << name << "\n";
   return kExitOk;
 }
 
@@ -309,7 +287,7 @@ int cmdClear(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   int before = countRecords(ctx, table);
   ctx.require(table.clear(), action(ctx));
-  std::cout << "cleared table " << table.name() << ": " << plural(before, "record", "records")
+  ctx.out() << "cleared table " << table.name() << ": " << plural(before, "record", "records")
             << " removed\n";
   return kExitOk;
 }
@@ -321,7 +299,7 @@ int cmdDrop(Context& ctx) {
   ctx.openDatabase();
   std::string root = ctx.db().path();
   ctx.require(ctx.db().drop(), "drop");
-  std::cout << "dropped the database under " << root << "\n";
+  ctx.out() << "dropped the database under " << root << "\n";
   return kExitOk;
 }
 
@@ -335,11 +313,11 @@ int cmdRecover(Context& ctx) {
   int removed = 0;
   for (const auto& entry : marked) {
     if (!recordFileExists(*entry.first, entry.second)) {
-      std::cout << "removed " << entry.first->name() << "/" << entry.second << "\n";
+      ctx.out() << "removed " << entry.first->name() << "/" << entry.second << "\n";
       ++removed;
     }
   }
-  std::cout << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
+  ctx.out() << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
             << plural(removed, "marked entry", "marked entries") << " removed\n";
   return kExitOk;
 }
@@ -347,14 +325,14 @@ int cmdRecover(Context& ctx) {
 int cmdDump(Context& ctx) {
   if (!ctx.args().empty()) {
     CTable& table = ctx.table(ctx.arg(0));
-    printRows(std::cout, recordRows(ctx, table, nullptr), ctx.options().format);
+    printRows(ctx.out(), recordRows(ctx, table, nullptr), ctx.options().format);
     return kExitOk;
   }
   ctx.openDatabase();
   std::vector<std::pair<std::string, Rows>> sets;
   for (CTable* table : sortedTables(ctx.db()))
     sets.push_back({table->name(), recordRows(ctx, *table, nullptr)});
-  printNamedRows(std::cout, sets, ctx.options().format);
+  printNamedRows(ctx.out(), sets, ctx.options().format);
   return kExitOk;
 }
 

@@ -1,14 +1,12 @@
 #include <cstdlib>
 
 #include "Cli.h"
-#include "Validate.h"
 #include "gux.h"
 
 namespace taldb_cli {
 
-Context::Context(const Options& options) : options_(options), log_(options.verbose) {}
-
-Options& Context::options() { return options_; }
+Context::Context(const Options& options, std::ostream& out, std::ostream& err)
+    : options_(options), out_(out), err_(err), log_(options.verbose, err) {}
 
 std::string Context::arg(size_t index) const {
   return index < options_.args.size() ? options_.args[index] : std::string();

@@ -1,14 +1,27 @@
-#include "LibraryLog.h"
+#include "Cli.h"
 
-#include <cstdio>
-
+#include "GuxLogLevel.h"
 #include "gux.h"
 
 namespace taldb_cli {
 
-LibraryLog::LibraryLog(bool verbose) : verbose_(verbose) { gux_set_log_sink(&sink, this); }
+namespace {
 
-LibraryLog::~LibraryLog() { gux_set_log_sink(nullptr, nullptr); }
+// The log that holds the sink now; runs nest, so each remembers the one before.
+LibraryLog* g_current = nullptr;
+
+}  // namespace
+
+LibraryLog::LibraryLog(bool verbose, std::ostream& err)
+    : verbose_(verbose), err_(err), previous_(g_current) {
+  g_current = this;
+  gux_set_log_sink(&sink, this);
+}
+
+LibraryLog::~LibraryLog() {
+  g_current = previous_;
+  gux_set_log_sink(previous_ != nullptr ? &sink : nullptr, previous_);
+}
 
 void LibraryLog::clear() { entries_.clear(); }
 
@@ -16,9 +29,9 @@ void LibraryLog::sink(int level, int code, const char* message, void* context) {
   LibraryLog* self = static_cast<LibraryLog*>(context);
   const char* text = message != nullptr ? message : "";
   self->entries_.push_back({level, code, text});
-  if (!self->verbose_) return;
-  const char* name = level == GUX_LOG_ERROR ? "error" : level == GUX_LOG_INFO ? "info" : "trace";
-  std::fprintf(stderr, "libtaldb %s %d: %s\n", name, code, text);
+  if (self->verbose_) {
+    self->err_ << "libtaldb " << GuxLogLevelName(level) << " " << code << ": " << text << "\n";
+  }
 }
 
 std::string LibraryLog::explain(int status) const {
@@ -37,46 +50,33 @@ std::string LibraryLog::explain(int status) const {
 }
 
 const char* describeStatus(int status) {
-  switch (status) {
-    case 1:
-      return "unknown column type";
-    case 2:
-      return "column definition without '['";
-    case 3:
-      return "schema file missing";
-    case 4:
-      return "schema file cannot be read or written";
-    case 5:
-      return "empty schema line";
-    case 7:
-      return "table directory or record file not found";
-    case 8:
-      return "record file cannot be opened";
-    case 10:
-      return "schema directory cannot be opened";
-    case 11:
-      return "syntax error";
-    case 12:
-      return "no matching record";
-    case 13:
-      return "no such column";
-    case 14:
-      return "table not empty";
-    case 15:
-      return "new id above the limit";
-    case 16:
-      return "record content empty or short";
-    case 17:
-      return "table directory cannot be opened";
-    case 18:
-      return "no memory";
-    case 19:
-      return "placeholder cannot be replaced";
-    case 20:
-      return "invalid parameter or file operation failed";
-    default:
-      return "operation failed";
-  }
+  // Indexed by status; the store's codes run from 1 to 20 with gaps.
+  static const char* const kTexts[] = {
+      nullptr,
+      "unknown column type",
+      "column definition without '['",
+      "schema file missing",
+      "schema file cannot be read or written",
+      "empty schema line",
+      nullptr,
+      "table directory or record file not found",
+      "record file cannot be opened",
+      nullptr,
+      "schema directory cannot be opened",
+      "syntax error",
+      "no matching record",
+      "no such column",
+      "table not empty",
+      "new id above the limit",
+      "record content empty or short",
+      "table directory cannot be opened",
+      "no memory",
+      "placeholder cannot be replaced",
+      "invalid parameter or file operation failed",
+  };
+  bool known = status > 0 && status < static_cast<int>(sizeof kTexts / sizeof kTexts[0]) &&
+               kTexts[status] != nullptr;
+  return known ? kTexts[status] : "operation failed";
 }
 
 }  // namespace taldb_cli

@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "Cli.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -77,15 +77,14 @@ void printJsonArray(std::ostream& out, const Rows& rows, const std::string& inde
 }  // namespace
 
 bool parseFormat(const std::string& text, Format& format) {
-  if (text == "table")
-    format = Format::Table;
-  else if (text == "csv")
-    format = Format::Csv;
-  else if (text == "json")
-    format = Format::Json;
-  else
-    return false;
-  return true;
+  // In the order of the enumeration.
+  const char* const names[] = {"table", "csv", "json"};
+  for (int i = 0; i < 3; ++i) {
+    if (text != names[i]) continue;
+    format = static_cast<Format>(i);
+    return true;
+  }
+  return false;
 }
 
 std::string csvCell(const std::string& text) {
@@ -100,31 +99,17 @@ std::string csvCell(const std::string& text) {
 std::string jsonString(const std::string& text) {
   std::string out = "\"";
   for (unsigned char c : text) {
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (c < 0x20) {
-          char escaped[8];
-          std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-          out += escaped;
-        } else {
-          out += static_cast<char>(c);
-        }
-    }
+    const char* escape = c == '"'    ? "\\\""
+                         : c == '\\' ? "\\\\"
+                         : c == '\n' ? "\\n"
+                         : c == '\r' ? "\\r"
+                         : c == '\t' ? "\\t"
+                                     : nullptr;
+    char code[8];
+    // Other control characters have no short form.
+    if (escape == nullptr && c < 0x20) std::snprintf(code, sizeof code, "\\u%04x", c);
+    if (escape == nullptr && c < 0x20) escape = code;
+    out += escape != nullptr ? std::string(escape) : std::string(1, static_cast<char>(c));
   }
   return out + "\"";
 }

@@ -1,8 +1,6 @@
 // taldb repair: the library's repair of interrupted writes, table by table,
 // printing each file it changed or left; or, with --dry-run, what it would do.
-#include <iostream>
-
-#include "Commands.h"
+#include "Cli.h"
 #include "gux.h"
 #include "table/RepairPlan.h"
 #include "util/Path.h"
@@ -21,7 +19,7 @@ struct Tally {
 };
 
 // Prints the lines the library's repair would log, in directory order.
-void planTable(CTable& table, Tally& tally) {
+void planTable(std::ostream& out, CTable& table, Tally& tally) {
   TalDB::CDirIterator dir;
   if (dir.open(table.path()) != 0) return;
   while (struct dirent* entry = dir.read()) {
@@ -29,7 +27,7 @@ void planTable(CTable& table, Tally& tally) {
     if (action == RepairAction::kNone) continue;
     char path[TalDB::kPathLimit];
     TalDB::JoinPath(path, table.path(), entry->d_name);
-    std::cout << path << ": " << TalDB::RepairOutcome(action, false) << "\n";
+    out << path << ": " << TalDB::RepairOutcome(action, false) << "\n";
     ++(action == RepairAction::kLeaveTorn ? tally.left : tally.changed);
   }
 }
@@ -40,14 +38,10 @@ int repairTable(Context& ctx, CTable& table, Tally& tally) {
   ctx.log().clear();
   int status = table.repair();
   for (const LibraryLog::Entry& entry : ctx.log().entries()) {
-    std::cout << entry.text << "\n";
+    ctx.out() << entry.text << "\n";
     ++(entry.level == GUX_LOG_INFO ? tally.changed : tally.left);
   }
   return status;
-}
-
-std::string files(size_t count) {
-  return std::to_string(count) + (count == 1 ? " file" : " files");
 }
 
 }  // namespace
@@ -66,7 +60,7 @@ int cmdRepair(Context& ctx) {
   std::string failedTable;
   for (CTable* table : tables) {
     if (dryRun) {
-      planTable(*table, tally);
+      planTable(ctx.out(), *table, tally);
       continue;
     }
     int status = repairTable(ctx, *table, tally);
@@ -75,9 +69,10 @@ int cmdRepair(Context& ctx) {
       failedTable = table->name();
     }
   }
-  std::cout << (dryRun ? "dry run over " : "repaired ") << tables.size()
-            << (tables.size() == 1 ? " table: " : " tables: ") << files(tally.changed)
-            << (dryRun ? " would change, " : " changed, ") << tally.left
+  ctx.out() << (dryRun ? "dry run over " : "repaired ") << tables.size()
+            << (tables.size() == 1 ? " table: " : " tables: ")
+            << plural(tally.changed, "file", "files") << (dryRun ? " would change, " : " changed, ")
+            << tally.left
             << (dryRun ? " would be left in place; nothing was changed\n" : " left in place\n");
   // The table directory that could not be read is reported after the others
   // were repaired; the status names the first such table.

@@ -1,10 +1,11 @@
-#include "Validate.h"
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 
 #include "Cli.h"
+#include "table/RecordFormat.h"
+#include "taldb/CUtils.h"
 
 namespace taldb_cli {
 
@@ -19,11 +20,10 @@ std::vector<std::string> splitAt(const std::string& text, char separator) {
   return pieces;
 }
 
-std::string trimmed(const std::string& text) {
-  size_t first = text.find_first_not_of(" \t\r\n\v\f");
-  if (first == std::string::npos) return "";
-  size_t last = text.find_last_not_of(" \t\r\n\v\f");
-  return text.substr(first, last - first + 1);
+// Trimmed as the store trims every value it is given.
+std::string trimmed(std::string text) {
+  TalDB::CUtils::trim(&text[0]);
+  return text.c_str();
 }
 
 void checkName(const char* kind, const std::string& name) {
@@ -92,13 +92,17 @@ std::string parseAssignments(const std::vector<std::string>& args) {
   std::vector<std::string> assignments;
   for (const std::string& arg : args) {
     for (const std::string& piece : splitAt(arg, ',')) {
-      if (trimmed(piece).empty()) continue;
-      size_t equals = piece.find('=');
-      if (equals == std::string::npos || trimmed(piece.substr(0, equals)).empty()) {
+      // The store's own split of an assignment decides what is blank and
+      // what lacks a column name; the message shows the piece as given.
+      std::string term = piece;
+      char* value = nullptr;
+      const char* name = TalDB::SplitTerm(&term[0], &value);
+      if (name == nullptr || (*name == '\0' && value == nullptr)) continue;
+      if (value == nullptr || *name == '\0') {
         throw UsageError("invalid assignment " + quoted(piece) +
                          ": write COLUMN=VALUE (a value must not contain ',')");
       }
-      checkValue(piece.substr(equals + 1));
+      checkValue(piece.substr(piece.find('=') + 1));
       assignments.push_back(piece);
     }
   }

@@ -1,0 +1,368 @@
+// The taldb tool run in-process through RunTool, as main() runs it: rows of a
+// command line, the exit status it must give, and texts its standard output
+// and standard error must hold; then the files it left on disk.
+#include <stdlib.h>
+
+#include <map>
+#include <sstream>
+
+#include "TempRoot.h"
+#include "Tool.h"
+
+namespace {
+
+// A command line (after --root DB, unless noRoot), its exit status, and a
+// text that must occur in its standard output on success (standard error
+// then staying empty), in its standard error otherwise.
+struct Row {
+  std::vector<std::string> args;
+  int status;
+  std::string text;
+  bool noRoot = false;
+};
+
+struct Result {
+  int status;
+  std::string out, err;
+};
+
+const char* const kCommands[] = {"create",  "tables",    "schema",     "list",   "get",
+                                 "count",   "add",       "put",        "update", "delete",
+                                 "seed",    "add-table", "drop-table", "clear",  "drop",
+                                 "recover", "check",     "repair",     "dump",   "demo"};
+
+class ToolTest : public TempRootTest {
+ protected:
+  void SetUp() override {
+    TempRootTest::SetUp();
+    unsetenv("TALDB_ROOT");
+    db_ = at("db");
+  }
+  void TearDown() override {
+    unsetenv("TALDB_ROOT");
+    TempRootTest::TearDown();
+  }
+
+  Result run(const std::vector<std::string>& args) const {
+    std::ostringstream out, err;
+    int status = taldb_cli::RunTool(args, out, err);
+    return {status, out.str(), err.str()};
+  }
+
+  // Runs every row in order and checks it; the rows of a table share one
+  // database, so a row sees what the rows before it did.
+  void expectRows(const std::vector<Row>& rows) const {
+    for (const Row& row : rows) {
+      std::vector<std::string> args = row.args;
+      if (!row.noRoot) args.insert(args.begin(), {"--root", db_});
+      Result got = run(args);
+      std::string shown = ::testing::PrintToString(row.args) + "\n" + got.out + got.err;
+      EXPECT_EQ(got.status, row.status) << shown;
+      EXPECT_NE((row.status == 0 ? got.out : got.err).find(row.text), std::string::npos) << shown;
+      // A refused command line prints nothing but its message.
+      EXPECT_TRUE(row.status == 0 ? got.err.empty() : row.status == 1 || got.out.empty()) << shown;
+    }
+  }
+
+  // A database under db_ with the tables hosts (id, name, port; records 1 and
+  // 2) and notes (id, text; empty).
+  void createDatabase() const {
+    writeFile("test.ini",
+              "[about]\nnote = not a table\n"
+              "[hosts]\nschema = id[int]|name[varchar]|port[int]\n"
+              "rec_1 = 1, {{$talhost}}, 8080\nrec_2 = 2, db01, {{$talid}}\n"
+              "[notes]\nschema = id[int]|text[varchar]\n");
+    expectRows(
+        {{{"create", at("test.ini"), "--id", "7", "--host", "h1"},
+          0,
+          "created a database under " + db_ + " (id 7, host h1) with 2 tables: hosts notes\n"}});
+  }
+
+  static std::string data(const std::string& relative) { return "db/tal/database/" + relative; }
+
+  // Every path under the test directory with each file's content, to show
+  // that a command changed nothing.
+  std::map<std::string, std::string> snapshot(const std::string& dir = "") const {
+    std::map<std::string, std::string> files;
+    for (const std::string& name : list(dir)) {
+      std::string path = dir.empty() ? name : dir + "/" + name;
+      files[path] = readFile(path);
+      for (const auto& entry : snapshot(path)) files.insert(entry);
+    }
+    return files;
+  }
+
+  std::string db_;
+};
+
+TEST_F(ToolTest, HelpForTheToolAndEveryCommand) {
+  Result tool = run({"--help"});
+  EXPECT_EQ(tool.status, 0);
+  EXPECT_EQ(tool.out.rfind("Usage: taldb [--root DIR | --config FILE] [-v] COMMAND", 0), 0u);
+  for (const std::string command : kCommands) {
+    EXPECT_NE(tool.out.find("  " + command + " "), std::string::npos) << command;
+    // A command's own help, not the tool's, however it is asked for.
+    for (const auto& args :
+         {std::vector<std::string>{command, "--help"}, std::vector<std::string>{"help", command}}) {
+      Result help = run(args);
+      EXPECT_EQ(help.status, 0) << command;
+      EXPECT_EQ(help.out.find("Commands:"), std::string::npos) << command << "\n" << help.out;
+      EXPECT_NE(help.out.find(" " + command), std::string::npos) << command;
+      EXPECT_EQ(help.err, "") << command;
+    }
+  }
+  expectRows({{{"list", "--help"}, 0, "Usage: taldb [--root DIR] list TABLE [CONDITION]\n"}});
+}
+
+TEST_F(ToolTest, UsageErrorsExitWithTwoAndChangeNothing) {
+  createDatabase();
+  auto before = snapshot();
+  const std::string tryHelp = "\nTry 'taldb";
+  expectRows({
+      {{}, 2, "taldb: no command given\nTry 'taldb --help'.\n"},
+      {{"frobnicate"}, 2, "unknown command 'frobnicate'" + tryHelp},
+      {{"tables", "--bogus"}, 2, "unknown option '--bogus'" + tryHelp},
+      {{"count"}, 2, "count: missing argument\nTry 'taldb count --help'.\n"},
+      {{"count", "hosts", "notes"}, 2, "count: too many arguments" + tryHelp},
+      {{"--config", "x.ini", "tables"}, 2, "give either --root or --config, not both"},
+      {{"count", "hosts", "--format", "csv"}, 2, "count does not take --format"},
+      {{"list", "hosts", "--format", "xml"}, 2, "unknown format 'xml'"},
+      {{"list", "hosts", "--root"}, 2, "option --root needs a value"},
+      {{"drop"}, 2, "add --yes to confirm"},
+      {{"create", "x.ini", "--id", "seven"}, 2, "invalid id 'seven'"},
+      {{"add-table", "t", " , "}, 2, "empty column specification"},
+      {{"add-table", "t", "id(int)|x(int)"}, 2, "invalid column specification"},
+      {{"update", "hosts", "1", "port"}, 2, "invalid assignment 'port'"},
+      {{"update", "hosts", "1", "=5"}, 2, "invalid assignment '=5'"},
+      {{"update", "hosts", "1", "name=a,b"}, 2, "invalid assignment 'b'"},
+      {{"put", "hosts", "web,x,1"}, 2, "invalid record id 'web'"},
+      {{"put", "hosts", "2147483648,x,1"}, 2, "invalid record id"},
+      {{"demo"}, 2, "demo does not take --root or --config"},
+      {{"demo", "--format", "csv"}, 2, "demo does not take --format", true},
+      {{"tables"}, 2, "no database root", true},
+      // Names that would leave the root, and values that would not read back.
+      {{"list", ".."}, 2, "invalid table name '..'"},
+      {{"schema", ""}, 2, "invalid table name ''"},
+      {{"count", "."}, 2, "invalid table name '.'"},
+      {{"add-table", "a/b", "id(int)"}, 2, "invalid table name 'a/b'"},
+      {{"get", "hosts", "../1"}, 2, "invalid record name '../1'"},
+      {{"delete", "hosts", ".."}, 2, "invalid record name"},
+      {{"drop-table", "../hosts"}, 2, "invalid table name"},
+      {{"update", "hosts", "1,2", "port=1"}, 2, "invalid value '1,2'"},
+      {{"add", "hosts", "a|b,1"}, 2, "invalid value 'a|b'"},
+      {{"add", "hosts", "a,b", "1"}, 2, "invalid value 'a,b'"},
+      {{"add", "hosts", "line\nfeed,1"}, 2, "invalid value 'line\\nfeed'"},
+      {{"put", "hosts", "5,x|y,1"}, 2, "invalid value 'x|y'"},
+      {{"update", "hosts", "1", "name=a|b"}, 2, "invalid value 'a|b'"},
+      {{"create", "x.ini", "--host", "a,b"}, 2, "invalid value 'a,b'"},
+  });
+  EXPECT_EQ(snapshot(), before);
+
+  // Table names in a description file are checked before anything is made.
+  writeFile("evil.ini", "[db]\n[../escape]\nschema = id[int]|x[int]\n");
+  expectRows({{{"--root", at("fresh"), "create", at("evil.ini")},
+               2,
+               "invalid table name '../escape'",
+               true}});
+  EXPECT_FALSE(exists("fresh"));
+}
+
+TEST_F(ToolTest, RootComesFromTheEnvironmentOrAConfigurationFile) {
+  createDatabase();
+  setenv("TALDB_ROOT", db_.c_str(), 1);
+  writeFile("host.conf", "[Storage]\nStorageDatabase = " + db_ + "\n");
+  writeFile("empty.conf", "[Storage]\n");
+  expectRows({{{"count", "hosts"}, 0, "2\n", true},
+              {{"--config", at("host.conf"), "count", "hosts"}, 0, "2\n", true},
+              {{"--config", at("empty.conf"), "count", "hosts"}, 1, "StorageDatabase", true}});
+}
+
+TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
+  createDatabase();
+  EXPECT_EQ(readFile("db/tal/schema/hosts").substr(0, 28), "id[int]|name[varchar]|port[i");
+  EXPECT_EQ(readFile(data("hosts/1")), "h1|8080|");
+  EXPECT_EQ(readFile(data("hosts/2")), "db01|7|");
+  EXPECT_TRUE(exists(data("notes")));
+  writeFile("seed.ini", "[hosts]\nrec_1 = 5, seeded, 1\nrec_2 = 2, {{$talversion}}, 2\n");
+  expectRows({
+      {{"tables"},
+       0,
+       "table  columns  records\n-----  -------  -------\nhosts  3        2\n"
+       "notes  2        0\n"},
+      {{"schema", "hosts", "--format", "csv"},
+       0,
+       "position,column,type\n1,id,int\n2,name,varchar\n3,port,int\n"},
+      {{"create", at("test.ini")}, 1, "a database exists already under " + db_},
+      {{"--root", at("other"), "create", at("none.ini")},
+       1,
+       "failed (status 20): can't find ini file at",
+       true},
+      {{"--root", at("other"), "tables"}, 1, "no database under", true},
+      {{"add", "hosts", "web02, 9090"}, 0, "3\n"},
+      {{"add", "hosts", "web03", "9091"}, 0, "4\n"},
+      {{"put", "hosts", "10,x,1"}, 0, "wrote record 10 of hosts\n"},
+      {{"put", "hosts", "10", "y", "2"},
+       0,
+       "wrote record 10 of hosts (replaced the earlier one)\n"},
+      // Ids sort as numbers: 2 before 10.
+      {{"list", "hosts", "--format", "csv"},
+       0,
+       "id,name,port\n1,h1,8080\n2,db01,7\n3,web02,9090\n4,web03,9091\n10,y,2\n"},
+      {{"get", "hosts", "3"}, 0, "id    3\nname  web02\nport  9090\n"},
+      {{"get", "hosts", "3", "--format", "json"},
+       0,
+       "{\"id\": \"3\", \"name\": \"web02\", \"port\": \"9090\"}\n"},
+      {{"get", "hosts", "3", "port"}, 0, "9090\n"},
+      {{"get", "hosts", "3", "colour"}, 1, "has no column 'colour'"},
+      {{"update", "hosts", "3", " port = 1", "name=web9"}, 0, "updated record 3 of hosts\n"},
+      {{"get", "hosts", "3", "--format", "csv"}, 0, "id,name,port\n3,web9,1\n"},
+      {{"delete", "hosts", "3"}, 0, "deleted record 3 of hosts\n"},
+      {{"count", "hosts"}, 0, "4\n"},
+      {{"get", "hosts", "3"}, 1, "get hosts 3: no such record"},
+      {{"delete", "hosts", "3"}, 1, "no such record"},
+      {{"update", "hosts", "3", "port=2"}, 1, "no such record"},
+      {{"seed", "hosts", at("seed.ini")},
+       0,
+       "seeded hosts from " + at("seed.ini") + ": 5 records (4 before)\n"},
+      {{"seed", "hosts", at("none.ini")}, 1, "cannot read"},
+  });
+  EXPECT_EQ(readFile(data("hosts/5")), "seeded|1|");
+  EXPECT_EQ(readFile(data("hosts/2")), "1.0|2|");
+  expectRows({
+      {{"add-table", "users", "id(int),", "name(varchar)"},
+       0,
+       "added table users with 2 columns\n"},
+      {{"drop-table", "hosts"}, 1, "failed (status 14): the table is not empty"},
+      {{"clear", "hosts"}, 0, "cleared table hosts: 5 records removed\n"},
+      {{"drop-table", "hosts"}, 0, "dropped table hosts\n"},
+  });
+  EXPECT_FALSE(exists(data("hosts")));
+  EXPECT_FALSE(exists("db/tal/schema/hosts"));
+  EXPECT_EQ(readFile("db/tal/schema/users").substr(0, 22), "id[int]|name[varchar]\n");
+  EXPECT_TRUE(exists(data("users")));
+  expectRows({{{"drop", "--yes"}, 0, "dropped the database under " + db_ + "\n"}});
+  EXPECT_FALSE(exists("db/tal"));
+}
+
+TEST_F(ToolTest, LibraryFailuresShowStatusAndMessage) {
+  createDatabase();
+  expectRows({
+      {{"add", "hosts", "only-one"},
+       1,
+       "taldb: add hosts only-one: failed (status 11): record's syntax error \n"},
+      {{"-v", "update", "hosts", "1", "colour=red"},
+       1,
+       "libtaldb error 11: can't get column by key [colour]\ntaldb: update hosts 1 colour=red: "
+       "failed (status 11): can't get column by key [colour]\n"},
+      {{"add-table", "sizes", "n(int), size(bigint)"}, 1, "failed (status 1): unknown column type"},
+      {{"list", "nosuch"}, 1, "no table 'nosuch'"},
+  });
+  EXPECT_EQ(readFile(data("hosts/1")), "h1|8080|");
+  EXPECT_FALSE(exists("db/tal/schema/sizes"));
+  rmdir(at(data("notes")).c_str());
+  expectRows({{{"list", "notes"}, 1, "failed (status 7)"},
+              {{"repair"}, 1, "repair notes: failed (status 7)"}});
+}
+
+TEST_F(ToolTest, ListAndDumpInEveryFormat) {
+  createDatabase();
+  expectRows({
+      {{"put", "notes", "1", "say \"hi\""}, 0, "wrote record 1 of notes\n"},
+      {{"list", "hosts", "port=8080"}, 0, "id  name  port\n--  ----  ----\n1   h1    8080\n"},
+      {{"list", "hosts", "name=none", "--format", "json"}, 0, "[]\n"},
+      {{"dump", "notes", "--format", "csv"}, 0, "id,text\n1,\"say \"\"hi\"\"\"\n"},
+      {{"dump", "--format", "json"},
+       0,
+       "{\n  \"hosts\": [\n    {\"id\": \"1\", \"name\": \"h1\", \"port\": \"8080\"},\n"
+       "    {\"id\": \"2\", \"name\": \"db01\", \"port\": \"7\"}\n  ],\n  \"notes\": [\n"
+       "    {\"id\": \"1\", \"text\": \"say \\\"hi\\\"\"}\n  ]\n}\n"},
+      {{"dump", "--format", "csv"},
+       0,
+       "# hosts\nid,name,port\n1,h1,8080\n2,db01,7\n\n# notes\nid,text\n1,\"say \"\"hi\"\"\"\n"},
+  });
+}
+
+TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
+  createDatabase();
+  expectRows({{{"check"}, 0, "no problems found under " + db_ + "\n"}});
+  // Every kind of problem the check knows.
+  writeFile(data("hosts/4.ADD"), "x|1|");
+  writeFile(data("notes/x.UPDATE.old"), "y|");
+  writeFile(data("hosts/1.tmp"), "h1|8|");
+  writeFile(data("hosts/9.tmp"), "z|9|");
+  writeFile(data("hosts/7.tmp"), "torn|");
+  writeFile(data("hosts/5"), "");
+  writeFile(data("hosts/6"), "only|");
+  writeFile("db/tal/schema/ghost", "id[int]|a[int]\nfp");
+  writeFile("db/tal/schema/partial", "id[int]|b|c[int]\nfp");
+  writeFile("db/tal/schema/blank", "\nfp");
+  for (const char* dir : {"hosts/sub", "orphan", "partial", "blank"}) makeDir(data(dir));
+  auto before = snapshot();
+  Result check = run({"--root", db_, "check"});
+  EXPECT_EQ(check.status, 1);
+  const std::string repairs = "; 'taldb repair' ";
+  for (const std::string& line : std::vector<std::string>{
+           "schema/blank: schema file cannot be loaded (status 5: schema length is 0)",
+           "schema/ghost: schema file without a table directory",
+           "database/hosts/1.tmp: leftover of an interrupted write beside its record" + repairs +
+               "removes it\n",
+           "database/hosts/4.ADD: marked name, never a record" + repairs + "or 'taldb recover'",
+           "database/hosts/5: record file is empty" + repairs + "does not fix it\n",
+           "database/hosts/6: record has too few fields (1 of 2)",
+           "database/hosts/7.tmp: leftover of an interrupted write, not a whole record" + repairs +
+               "leaves it: inspect it by hand\n",
+           "database/hosts/9.tmp: whole record left by an interrupted write, its record missing" +
+               repairs + "renames it into place\n",
+           "database/hosts/sub: a directory where only record files belong",
+           "database/notes/x.UPDATE.old: marked name",
+           "schema/partial: schema line does not parse whole (1 of 3 column definitions load)",
+           "database/orphan: table directory without a schema file",
+           "\n12 problems found under " + db_ + "\n"})
+    EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
+  EXPECT_EQ(snapshot(), before);
+  expectRows({{{"--root", at("none"), "check"}, 1, "no database under", true}});
+
+  // Recovery removes the marked names only; repair then deals with the rest.
+  for (const char* file : {"ghost", "partial", "blank"})
+    unlink(at("db/tal/schema/" + std::string(file)).c_str());
+  expectRows({{{"recover"},
+               0,
+               "removed hosts/4.ADD\nremoved notes/x.UPDATE.old\n"
+               "recovered 2 tables: 2 marked entries removed\n"}});
+  before = snapshot();
+  Result plan = run({"--root", db_, "repair", "hosts", "--dry-run"});
+  const std::string hosts = at(data("hosts/"));
+  for (const std::string& line :
+       {hosts + "9.tmp: would be renamed into place: its record is missing\n",
+        hosts + "1.tmp: would be removed: its record exists, so this write never completed\n",
+        hosts + "7.tmp: left in place: not a whole record, inspect it by hand\n",
+        std::string("dry run over 1 table: 2 files would change, 1 would be left in place; "
+                    "nothing was changed\n")})
+    EXPECT_NE(plan.out.find(line), std::string::npos) << line << plan.out;
+  EXPECT_EQ(snapshot(), before);
+  expectRows({{{"repair"}, 0, "repaired 2 tables: 2 files changed, 1 left in place\n"}});
+  EXPECT_EQ(readFile(data("hosts/9")), "z|9|");
+  EXPECT_FALSE(exists(data("hosts/1.tmp")));
+  EXPECT_TRUE(exists(data("hosts/7.tmp")));
+}
+
+TEST_F(ToolTest, DemoShowsEveryStepOnAFreshDatabase) {
+  Result demo = run({"demo", db_});
+  ASSERT_EQ(demo.status, 0) << demo.err;
+  EXPECT_EQ(demo.err, "");
+  for (const char* step :
+       {"$ taldb --root ", " create ", "created a database under ", " tables\n", " dump\n",
+        " add hosts ", "\n4\n", " update hosts 4 name=demo-changed\n",
+        "name          demo-changed\n", "deleted record 4 of hosts\n", "1 problem found under ",
+        "removed hosts/4.ADD\n", "no problems found under "}) {
+    EXPECT_NE(demo.out.find(step), std::string::npos) << step << "\n" << demo.out;
+  }
+  EXPECT_EQ(readFile(data("settings/1")), "database_id|42|");
+  EXPECT_EQ(readFile(data("hosts/1")), "demo-host|127.0.0.1|8080|0|");
+  EXPECT_FALSE(exists(data("hosts/4")));
+  EXPECT_FALSE(exists(data("hosts/4.ADD")));
+  expectRows({{{"demo", db_}, 1, "holds a database already", true},
+              {{"demo", at("other"), "--description", at("none.ini")}, 1, "cannot read", true}});
+}
+
+}  // namespace

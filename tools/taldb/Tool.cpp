@@ -1,0 +1,274 @@
+// The command table, the command-line parser and RunTool. Commands go
+// through the public API of libtaldb.
+#include "Tool.h"
+
+#include <cctype>
+#include <cstring>
+
+#include "Cli.h"
+
+namespace taldb_cli {
+
+namespace {
+
+struct Command {
+  const char* name;
+  const char* usage;  // the arguments after the command name
+  const char* summary;
+  const char* details;
+  size_t minArgs;
+  size_t maxArgs;
+  unsigned options;
+  int (*run)(Context&);
+};
+
+constexpr size_t kMany = static_cast<size_t>(-1);
+
+const Command kCommands[] = {
+    {"create", "DESCRIPTION.ini [--id N] [--host TEXT]",
+     "create a database from a description file, then open it",
+     "Every section after the first of the description file is a table: its 'schema' key\n"
+     "lists the columns and its keys rec_1, rec_2, ... are seed records. In them\n"
+     "{{$talid}} becomes the --id number (default 1) and {{$talhost}} the --host text\n"
+     "(default 127.0.0.1). Refused when a database exists already under the root.\n",
+     1, 1, kOptRoot | kOptCreate, cmdCreate},
+    {"tables", "", "each table with its column count and record count", "", 0, 0,
+     kOptRoot | kOptFormat, cmdTables},
+    {"schema", "TABLE", "the columns of a table and their types",
+     "The first column holds each record's name, which is its file name.\n", 1, 1,
+     kOptRoot | kOptFormat, cmdSchema},
+    {"list", "TABLE [CONDITION]", "the records of a table, or those matching a condition",
+     "A condition is COLUMN=VALUE terms joined by ',', all of which must hold, compared\n"
+     "as exact text: 'port=8080,name=web01'.\n",
+     1, 2, kOptRoot | kOptFormat, cmdList},
+    {"get", "TABLE ID [COLUMN]", "one record, or one of its values",
+     "With COLUMN only the value is printed, as it is stored.\n", 2, 3, kOptRoot | kOptFormat,
+     cmdGet},
+    {"count", "TABLE", "the number of records of a table", "", 1, 1, kOptRoot, cmdCount},
+    {"add", "TABLE VALUES", "add a record under the next free id and print the id",
+     "VALUES are the columns after the first, in schema order: one comma-separated\n"
+     "argument ('web01,8080') or one argument each (web01 8080). A value must not contain\n"
+     "'|', ',' or a line feed; put '--' before values that begin with '-'.\n",
+     2, kMany, kOptRoot, cmdAdd},
+    {"put", "TABLE ID,VALUES", "write a record under a given id, replacing any record of that id",
+     "ID is a whole number from 0 to 2147483647, followed by the values of the other\n"
+     "columns, given as for 'add'.\n",
+     2, kMany, kOptRoot, cmdPut},
+    {"update", "TABLE ID COLUMN=VALUE[,...]", "change columns of a record",
+     "The first column is the record's name and is not changed by an update.\n", 3, kMany, kOptRoot,
+     cmdUpdate},
+    {"delete", "TABLE ID", "delete a record", "", 2, 2, kOptRoot, cmdDelete},
+    {"seed", "TABLE FILE.ini", "add the records rec_1, rec_2, ... of the table's section in FILE",
+     "Each seed record begins with its id; a record of the same id is replaced.\n", 2, 2, kOptRoot,
+     cmdSeed},
+    {"add-table", "TABLE COLUMN-SPEC", "add a table, e.g. 'id(int), name(varchar)'",
+     "The types are int and varchar (bigint columns come from description files).\n", 2, kMany,
+     kOptRoot, cmdAddTable},
+    {"drop-table", "TABLE", "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
+     kOptRoot, cmdDropTable},
+    {"clear", "TABLE", "delete every record of a table", "", 1, 1, kOptRoot, cmdClear},
+    {"drop", "--yes", "delete the whole database: every table, record and directory", "", 0, 0,
+     kOptRoot | kOptYes, cmdDrop},
+    {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table", "",
+     0, 0, kOptRoot, cmdRecover},
+    {"check", "", "report problems on disk without changing anything",
+     "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
+     "read or have too few fields, schema files that do not load whole, and table\n"
+     "directories and schema files without each other, and says of each whether\n"
+     "'taldb repair' fixes it. Exit status 1 when it finds any.\n",
+     0, 0, kOptRoot, cmdCheck},
+    {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
+     "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
+     "N is missing is renamed into place; one beside its record N is removed (that write\n"
+     "never completed); one that is not a whole record is left for you to inspect; marked\n"
+     "names are removed as 'recover' removes them. Each file is printed with what was done.\n"
+     "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
+     "stop, before the host starts writing again.\n",
+     0, 1, kOptRoot | kOptDryRun, cmdRepair},
+    {"dump", "[TABLE]", "every record of one table or of all tables",
+     "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
+     "the tables are the keys of one object.\n",
+     0, 1, kOptRoot | kOptFormat, cmdDump},
+    {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
+     "Creates a database from the example description file in a new temporary directory\n"
+     "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
+     "updates and deletes a record and recovers a leftover, printing each step.\n",
+     0, 1, kOptDescription, cmdDemo},
+};
+
+const Command* findCommand(const std::string& name) {
+  for (const Command& command : kCommands)
+    if (name == command.name) return &command;
+  return nullptr;
+}
+
+void printToolHelp(std::ostream& out) {
+  out << "Usage: taldb [--root DIR | --config FILE] [-v] COMMAND [ARGS...]\n"
+         "       taldb COMMAND --help\n\n"
+         "Create, inspect, change, check and repair a TalDB database.\n\nCommands:\n";
+  for (const Command& command : kCommands)
+    out << "  " << command.name << std::string(12 - std::strlen(command.name), ' ')
+        << command.summary << "\n";
+  out << "\nOptions:\n"
+         "  --root DIR      the database root (default: $TALDB_ROOT)\n"
+         "  --config FILE   take the root from the StorageDatabase entry of a host's\n"
+         "                  configuration file\n"
+         "  --format F      table (default), csv or json, for commands that print rows\n"
+         "  -v, --verbose   pass the library's log lines to standard error\n"
+         "  -h, --help      this text, or a command's own with COMMAND --help\n"
+         "  --version       the tool's version\n\n"
+         "Exit status: 0 success, 1 failure (the library's status and message on standard\n"
+         "error), 2 usage error. Try 'taldb demo' for a tour.\n";
+}
+
+void printCommandHelp(std::ostream& out, const Command& command) {
+  out << "Usage: taldb " << ((command.options & kOptRoot) ? "[--root DIR] " : "") << command.name
+      << (*command.usage ? " " : "") << command.usage << "\n\n"
+      << static_cast<char>(std::toupper(static_cast<unsigned char>(command.summary[0])))
+      << (command.summary + 1) << ".\n"
+      << (*command.details ? "\n" : "") << command.details;
+  if (command.options & kOptFormat) out << "\n--format table|csv|json chooses the output.\n";
+}
+
+// Every option: its names, where it goes (a text field for an option that
+// takes a value, a flag otherwise) and the bit that says it was given (0 for
+// the options every command takes).
+struct OptionSpec {
+  const char* shortName;  // null when there is none
+  const char* name;
+  std::string Options::*text;
+  bool Options::*flag;
+  unsigned bit;
+};
+
+const OptionSpec kOptionSpecs[] = {
+    {nullptr, "--root", &Options::root, nullptr, kOptRoot},
+    {nullptr, "--config", &Options::config, nullptr, kOptRoot},
+    {nullptr, "--format", &Options::formatName, nullptr, kOptFormat},
+    {nullptr, "--id", &Options::id, nullptr, kOptCreate},
+    {nullptr, "--host", &Options::host, nullptr, kOptCreate},
+    {nullptr, "--description", &Options::description, nullptr, kOptDescription},
+    {"-v", "--verbose", nullptr, &Options::verbose, 0},
+    {"-h", "--help", nullptr, &Options::help, 0},
+    {nullptr, "--version", nullptr, &Options::version, 0},
+    {nullptr, "--yes", nullptr, &Options::yes, kOptYes},
+    {nullptr, "--dry-run", nullptr, &Options::dryRun, kOptDryRun},
+};
+
+// Takes the option argv[index], with its value from "--name VALUE" (index
+// then moves past the value) or "--name=VALUE". False for an unknown option.
+bool takeOption(const std::vector<std::string>& argv, size_t& index, Options& options) {
+  const std::string& arg = argv[index];
+  for (const OptionSpec& spec : kOptionSpecs) {
+    std::string name = spec.name;
+    bool named = arg == name || (spec.shortName != nullptr && arg == spec.shortName);
+    if (spec.text == nullptr && named) {
+      options.*spec.flag = true;
+    } else if (spec.text != nullptr && arg.compare(0, name.size() + 1, name + "=") == 0) {
+      options.*spec.text = arg.substr(name.size() + 1);
+    } else if (spec.text != nullptr && named) {
+      if (index + 1 >= argv.size()) throw UsageError("option " + name + " needs a value");
+      options.*spec.text = argv[++index];
+    } else {
+      continue;
+    }
+    options.given |= spec.bit;
+    return true;
+  }
+  return false;
+}
+
+// Options may stand before or after the command; "--" ends them, and a
+// negative number is an argument, not an option.
+Options parseCommandLine(const std::vector<std::string>& argv) {
+  Options options;
+  std::vector<std::string> positional;
+  bool optionsEnded = false;
+  for (size_t i = 0; i < argv.size(); ++i) {
+    const std::string& arg = argv[i];
+    bool option = !optionsEnded && arg.size() > 1 && arg[0] == '-' &&
+                  !std::isdigit(static_cast<unsigned char>(arg[1]));
+    if (!option) {
+      positional.push_back(arg);
+    } else if (arg == "--") {
+      optionsEnded = true;
+    } else if (!takeOption(argv, i, options)) {
+      throw UsageError("unknown option " + quoted(arg));
+    }
+  }
+  if ((options.given & kOptFormat) && !parseFormat(options.formatName, options.format))
+    throw UsageError("unknown format " + quoted(options.formatName) + ": use table, csv or json");
+  if (!options.root.empty() && !options.config.empty())
+    throw UsageError("give either --root or --config, not both");
+  if (!positional.empty()) {
+    options.command = positional.front();
+    options.args.assign(positional.begin() + 1, positional.end());
+  }
+  return options;
+}
+
+// How a usage error names the options of each OptionBit, in bit order.
+const char* const kOptionNames[] = {"--root or --config", "--format",      "--yes",
+                                    "--id or --host",     "--description", "--dry-run"};
+
+void checkUsage(const Command& command, const Options& options) {
+  for (unsigned i = 0; i < sizeof kOptionNames / sizeof kOptionNames[0]; ++i) {
+    unsigned bit = 1u << i;
+    if ((options.given & bit) && !(command.options & bit))
+      throw UsageError(std::string(command.name) + " does not take " + kOptionNames[i]);
+  }
+  size_t count = options.args.size();
+  if (count < command.minArgs) throw UsageError(std::string(command.name) + ": missing argument");
+  if (count > command.maxArgs) throw UsageError(std::string(command.name) + ": too many arguments");
+}
+
+// Parses and runs one command line. hint is set to the help to point at
+// after a usage error, once the command is known.
+int run(const std::vector<std::string>& argv, std::ostream& out, std::ostream& err,
+        std::string& hint) {
+  Options options = parseCommandLine(argv);
+  if (options.version) {
+    out << "taldb " << TALDB_VERSION << "\n";
+    return kExitOk;
+  }
+  if (options.command.empty() || options.command == "help") {
+    const Command* command = options.args.empty() ? nullptr : findCommand(options.args[0]);
+    if (command != nullptr)
+      printCommandHelp(out, *command);
+    else if (options.help || options.command == "help")
+      printToolHelp(out);
+    else
+      throw UsageError("no command given");
+    return kExitOk;
+  }
+  const Command* command = findCommand(options.command);
+  if (command == nullptr) throw UsageError("unknown command " + quoted(options.command));
+  hint = "taldb " + options.command + " --help";
+  if (options.help) {
+    printCommandHelp(out, *command);
+    return kExitOk;
+  }
+  checkUsage(*command, options);
+  Context ctx(options, out, err);
+  return command->run(ctx);
+}
+
+}  // namespace
+
+int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+  // What was printed comes before the message that ends the run.
+  std::string hint = "taldb --help";
+  try {
+    return run(args, out, err, hint);
+  } catch (const UsageError& error) {
+    out.flush();
+    err << "taldb: " << error.what() << "\nTry '" << hint << "'.\n";
+    return kExitUsage;
+  } catch (const std::exception& error) {
+    out.flush();
+    err << "taldb: " << error.what() << "\n";
+    return kExitFailed;
+  }
+}
+
+}  // namespace taldb_cli

@@ -1,0 +1,20 @@
+// The taldb tool as a function: the command line in, the exit status out,
+// everything it prints written to the streams it is given. main() hands it
+// the process's arguments and standard streams; tests and the demo call it
+// directly.
+#ifndef TALDB_TOOL_TOOL_H
+#define TALDB_TOOL_TOOL_H
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace taldb_cli {
+
+// args are the arguments after the program name. Returns 0 on success, 1 on
+// a failure and 2 on a usage error; never throws.
+int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+}  // namespace taldb_cli
+
+#endif  // TALDB_TOOL_TOOL_H
