@@ -98,7 +98,7 @@ class ToolTest : public TempRootTest {
 TEST_F(ToolTest, HelpForTheToolAndEveryCommand) {
   Result tool = run({"--help"});
   EXPECT_EQ(tool.status, 0);
-  EXPECT_EQ(tool.out.rfind("Usage: taldb [--root DIR | --config FILE] [-v] COMMAND", 0), 0u);
+  EXPECT_EQ(tool.out.rfind("Usage: taldb [--root DIR | --config FILE] [-v | -q] COMMAND", 0), 0u);
   for (const std::string command : kCommands) {
     EXPECT_NE(tool.out.find("  " + command + " "), std::string::npos) << command;
     // A command's own help, not the tool's, however it is asked for.
@@ -280,6 +280,28 @@ TEST_F(ToolTest, ListAndDumpInEveryFormat) {
        0,
        "# hosts\nid,name,port\n1,h1,8080\n2,db01,7\n\n# notes\nid,text\n1,\"say \"\"hi\"\"\"\n"},
   });
+}
+
+TEST_F(ToolTest, QuietHeaderlessVersionAndUnwritableOutput) {
+  createDatabase();
+  expectRows({
+      {{"-V"}, 0, "taldb ", true},
+      {{"--version"}, 0, "taldb ", true},
+      {{"list", "hosts", "--format", "csv", "--no-header"}, 0, "1,h1,8080\n2,db01,7\n"},
+      {{"get", "hosts", "2", "--format", "csv", "--no-header"}, 0, "2,db01,7\n"},
+      {{"count", "hosts", "--no-header"}, 2, "count does not take --no-header"},
+  });
+  // Quiet: the confirmation goes, the data asked for stays.
+  EXPECT_EQ(run({"--root", db_, "-q", "update", "hosts", "1", "port=1"}).out, "");
+  EXPECT_EQ(run({"--root", db_, "--quiet", "add", "hosts", "x,2"}).out, "3\n");
+  EXPECT_EQ(run({"--root", db_, "list", "hosts", "--no-header"}).out.rfind("1   h1", 0), 0u);
+  EXPECT_EQ(run({"--root", db_, "list", "hosts", "--no-header", "--format=csv"}).out.rfind("1,", 0),
+            0u);
+  // Output that cannot be written is a failure, whatever the command did.
+  std::ostream full(nullptr);
+  std::ostringstream err;
+  EXPECT_EQ(taldb_cli::RunTool({"--root", db_, "dump"}, full, err), 1);
+  EXPECT_EQ(err.str(), "taldb: cannot write the output\n");
 }
 
 TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {

@@ -181,7 +181,7 @@ int cmdCheck(Context& ctx) {
   std::vector<std::string> findings = Inspector(ctx, root).run();
   for (const std::string& finding : findings) ctx.out() << finding << "\n";
   if (findings.empty()) {
-    ctx.out() << "no problems found under " << root << "\n";
+    ctx.note() << "no problems found under " << root << "\n";
     return kExitOk;
   }
   ctx.out() << plural(findings.size(), "problem", "problems") << " found under " << root << "\n";

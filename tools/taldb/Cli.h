@@ -28,16 +28,23 @@ struct Rows {
 // "table", "csv" or "json"; false for anything else.
 bool parseFormat(const std::string& text, Format& format);
 
+// How rows are printed: the format, and whether the table and CSV formats
+// begin with their header line (--no-header leaves it out).
+struct Style {
+  Format format = Format::Table;
+  bool header = true;
+};
+
 // Rows in the chosen format: a table with a header line, CSV with a header
 // row, or a JSON array of objects keyed by the header.
-void printRows(std::ostream& out, const Rows& rows, Format format);
+void printRows(std::ostream& out, const Rows& rows, const Style& style);
 // One record: "column  value" lines for a person, one CSV row with its header,
 // or one JSON object.
-void printRecord(std::ostream& out, const Rows& rows, Format format);
+void printRecord(std::ostream& out, const Rows& rows, const Style& style);
 // Several named row sets (a dump of every table): headed tables, CSV blocks
 // that each begin with a "# name" line, or one JSON object keyed by name.
 void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, Rows>>& sets,
-                    Format format);
+                    const Style& style);
 
 std::string csvCell(const std::string& text);
 std::string jsonString(const std::string& text);
@@ -103,12 +110,15 @@ enum OptionBit : unsigned {
   kOptCreate = 1u << 3,  // --id and --host
   kOptDescription = 1u << 4,
   kOptDryRun = 1u << 5,
+  kOptNoHeader = 1u << 6,  // taken by every command that takes --format
 };
 
 struct Options {
   std::string root;
   std::string config;
   bool verbose = false;
+  bool quiet = false;     // -q: no confirmation lines, only requested data
+  bool noHeader = false;  // --no-header: rows without their header line
   bool help = false;
   bool version = false;
   bool yes = false;
@@ -131,7 +141,12 @@ class Context {
   Context(const Options& options, std::ostream& out, std::ostream& err);
 
   const Options& options() const { return options_; }
+  Style style() const { return {options_.format, !options_.noHeader}; }
+  // What the command was asked for: rows, values, a new id.
   std::ostream& out() { return out_; }
+  // A confirmation of what a command did ("updated record 4 of hosts"); -q
+  // silences it, and only it.
+  std::ostream& note() { return options_.quiet ? silent_ : out_; }
   std::ostream& err() { return err_; }
   const std::vector<std::string>& args() const { return options_.args; }
   std::string arg(size_t index) const;
@@ -159,6 +174,7 @@ class Context {
   Options options_;
   std::ostream& out_;
   std::ostream& err_;
+  std::ostream silent_{nullptr};  // a stream without a buffer drops what it is given
   LibraryLog log_;
   TalDB::CTalDatabase db_;
 };

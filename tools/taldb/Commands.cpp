@@ -129,9 +129,9 @@ int cmdCreate(Context& ctx) {
 
   std::string names;
   for (const CTable* table : sortedTables(ctx.db())) names += std::string(" ") + table->name();
-  ctx.out() << "created a database under " << root << " (id " << ctx.db().id() << ", host "
-            << ctx.db().host() << ") with " << plural(ctx.db().tableCount(), "table", "tables")
-            << (names.empty() ? "" : ":") << names << "\n";
+  ctx.note() << "created a database under " << root << " (id " << ctx.db().id() << ", host "
+             << ctx.db().host() << ") with " << plural(ctx.db().tableCount(), "table", "tables")
+             << (names.empty() ? "" : ":") << names << "\n";
   return kExitOk;
 }
 
@@ -147,7 +147,7 @@ int cmdTables(Context& ctx) {
                          count < 0 ? "?" : std::to_string(count)});
   }
   ctx.log().clear();
-  printRows(ctx.out(), rows, ctx.options().format);
+  printRows(ctx.out(), rows, ctx.style());
   if (!unreadable.empty()) {
     throw Failure("tables: cannot read the directory of" + unreadable + "; run 'taldb check'");
   }
@@ -162,7 +162,7 @@ int cmdSchema(Context& ctx) {
   for (const CColumn* column : table.columns())
     rows.rows.push_back(
         {std::to_string(++position), column->name(), TalDB::TypeWordOf(column->type(), "none")});
-  printRows(ctx.out(), rows, ctx.options().format);
+  printRows(ctx.out(), rows, ctx.style());
   return kExitOk;
 }
 
@@ -170,7 +170,7 @@ int cmdList(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   std::string condition = ctx.arg(1);
   printRows(ctx.out(), recordRows(ctx, table, ctx.args().size() > 1 ? condition.c_str() : nullptr),
-            ctx.options().format);
+            ctx.style());
   return kExitOk;
 }
 
@@ -194,7 +194,7 @@ int cmdGet(Context& ctx) {
   ctx.require(table.readRecord(name.c_str()), action(ctx));
   Rows rows{columnNames(table), {currentValues(table)}};
   if (ctx.args().size() < 3) {
-    printRecord(ctx.out(), rows, ctx.options().format);
+    printRecord(ctx.out(), rows, ctx.style());
     return kExitOk;
   }
   for (size_t i = 0; i < rows.header.size(); ++i) {
@@ -227,8 +227,8 @@ int cmdPut(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   bool replaced = recordFileExists(table, values.front());
   ctx.require(table.addRecord(joinValues(values).c_str(), nullptr, 0), action(ctx));
-  ctx.out() << "wrote record " << values.front() << " of " << table.name()
-            << (replaced ? " (replaced the earlier one)" : "") << "\n";
+  ctx.note() << "wrote record " << values.front() << " of " << table.name()
+             << (replaced ? " (replaced the earlier one)" : "") << "\n";
   return kExitOk;
 }
 
@@ -237,7 +237,7 @@ int cmdUpdate(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.updateRecord(name.c_str(), assignments.c_str()), action(ctx));
-  ctx.out() << "updated record " << name << " of " << table.name() << "\n";
+  ctx.note() << "updated record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
@@ -245,7 +245,7 @@ int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.deleteRecord(name.c_str()), action(ctx));
-  ctx.out() << "deleted record " << name << " of " << table.name() << "\n";
+  ctx.note() << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
 
@@ -258,9 +258,9 @@ int cmdSeed(Context& ctx) {
     throw Failure(action(ctx) + ": cannot read " + file + ": " + std::strerror(errno));
   int before = countRecords(ctx, table);
   ctx.require(ctx.db().insertRecordsFromIni(table.name(), file.c_str()), action(ctx));
-  ctx.out() << "seeded " << table.name() << " from " << file << ": "
-            << plural(countRecords(ctx, table), "record", "records") << " (" << before
-            << " before)\n";
+  ctx.note() << "seeded " << table.name() << " from " << file << ": "
+             << plural(countRecords(ctx, table), "record", "records") << " (" << before
+             << " before)\n";
   return kExitOk;
 }
 
@@ -270,16 +270,16 @@ int cmdAddTable(Context& ctx) {
   std::string spec = checkColumnSpec(argsFrom(ctx, 1));
   ctx.openDatabase();
   ctx.require(ctx.db().AddTable(name.c_str(), spec.c_str()), action(ctx));
-  ctx.out() << "added table " << name << " with "
-            << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
-            << "\n";
+  ctx.note() << "added table " << name << " with "
+             << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
+             << "\n";
   return kExitOk;
 }
 
 int cmdDropTable(Context& ctx) {
   std::string name = ctx.table(ctx.arg(0)).name();
   ctx.require(ctx.db().DropTable(name.c_str()), action(ctx));
-  ctx.out() << "dropped table " << name << "\n";
+  ctx.note() << "dropped table " << name << "\n";
   return kExitOk;
 }
 
@@ -287,8 +287,8 @@ int cmdClear(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   int before = countRecords(ctx, table);
   ctx.require(table.clear(), action(ctx));
-  ctx.out() << "cleared table " << table.name() << ": " << plural(before, "record", "records")
-            << " removed\n";
+  ctx.note() << "cleared table " << table.name() << ": " << plural(before, "record", "records")
+             << " removed\n";
   return kExitOk;
 }
 
@@ -299,7 +299,7 @@ int cmdDrop(Context& ctx) {
   ctx.openDatabase();
   std::string root = ctx.db().path();
   ctx.require(ctx.db().drop(), "drop");
-  ctx.out() << "dropped the database under " << root << "\n";
+  ctx.note() << "dropped the database under " << root << "\n";
   return kExitOk;
 }
 
@@ -313,26 +313,26 @@ int cmdRecover(Context& ctx) {
   int removed = 0;
   for (const auto& entry : marked) {
     if (!recordFileExists(*entry.first, entry.second)) {
-      ctx.out() << "removed " << entry.first->name() << "/" << entry.second << "\n";
+      ctx.note() << "removed " << entry.first->name() << "/" << entry.second << "\n";
       ++removed;
     }
   }
-  ctx.out() << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
-            << plural(removed, "marked entry", "marked entries") << " removed\n";
+  ctx.note() << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
+             << plural(removed, "marked entry", "marked entries") << " removed\n";
   return kExitOk;
 }
 
 int cmdDump(Context& ctx) {
   if (!ctx.args().empty()) {
     CTable& table = ctx.table(ctx.arg(0));
-    printRows(ctx.out(), recordRows(ctx, table, nullptr), ctx.options().format);
+    printRows(ctx.out(), recordRows(ctx, table, nullptr), ctx.style());
     return kExitOk;
   }
   ctx.openDatabase();
   std::vector<std::pair<std::string, Rows>> sets;
   for (CTable* table : sortedTables(ctx.db()))
     sets.push_back({table->name(), recordRows(ctx, *table, nullptr)});
-  printNamedRows(ctx.out(), sets, ctx.options().format);
+  printNamedRows(ctx.out(), sets, ctx.style());
   return kExitOk;
 }
 

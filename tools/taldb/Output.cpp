@@ -34,12 +34,14 @@ void printAligned(std::ostream& out, const std::vector<std::string>& cells,
   out << '\n';
 }
 
-void printTable(std::ostream& out, const Rows& rows) {
+void printTable(std::ostream& out, const Rows& rows, bool header) {
   std::vector<size_t> widths = columnWidths(rows);
-  printAligned(out, rows.header, widths);
-  std::vector<std::string> rule;
-  for (size_t width : widths) rule.push_back(std::string(width, '-'));
-  printAligned(out, rule, widths);
+  if (header) {
+    printAligned(out, rows.header, widths);
+    std::vector<std::string> rule;
+    for (size_t width : widths) rule.push_back(std::string(width, '-'));
+    printAligned(out, rule, widths);
+  }
   for (const auto& row : rows.rows) printAligned(out, row, widths);
 }
 
@@ -48,8 +50,8 @@ void printCsvLine(std::ostream& out, const std::vector<std::string>& cells) {
   out << '\n';
 }
 
-void printCsv(std::ostream& out, const Rows& rows) {
-  printCsvLine(out, rows.header);
+void printCsv(std::ostream& out, const Rows& rows, bool header) {
+  if (header) printCsvLine(out, rows.header);
   for (const auto& row : rows.rows) printCsvLine(out, row);
 }
 
@@ -114,13 +116,13 @@ std::string jsonString(const std::string& text) {
   return out + "\"";
 }
 
-void printRows(std::ostream& out, const Rows& rows, Format format) {
-  switch (format) {
+void printRows(std::ostream& out, const Rows& rows, const Style& style) {
+  switch (style.format) {
     case Format::Table:
-      printTable(out, rows);
+      printTable(out, rows, style.header);
       break;
     case Format::Csv:
-      printCsv(out, rows);
+      printCsv(out, rows, style.header);
       break;
     case Format::Json:
       printJsonArray(out, rows, "");
@@ -129,12 +131,12 @@ void printRows(std::ostream& out, const Rows& rows, Format format) {
   }
 }
 
-void printRecord(std::ostream& out, const Rows& rows, Format format) {
+void printRecord(std::ostream& out, const Rows& rows, const Style& style) {
   if (rows.rows.empty()) return;
   const std::vector<std::string>& row = rows.rows.front();
-  if (format == Format::Csv) {
-    printCsv(out, rows);
-  } else if (format == Format::Json) {
+  if (style.format == Format::Csv) {
+    printCsv(out, rows, style.header);
+  } else if (style.format == Format::Json) {
     out << jsonObject(rows.header, row) << '\n';
   } else {
     size_t width = 0;
@@ -145,8 +147,8 @@ void printRecord(std::ostream& out, const Rows& rows, Format format) {
 }
 
 void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, Rows>>& sets,
-                    Format format) {
-  if (format == Format::Json) {
+                    const Style& style) {
+  if (style.format == Format::Json) {
     out << "{";
     for (size_t i = 0; i < sets.size(); ++i) {
       out << (i ? ",\n  " : "\n  ") << jsonString(sets[i].first) << ": ";
@@ -157,9 +159,9 @@ void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, 
   }
   for (size_t i = 0; i < sets.size(); ++i) {
     if (i) out << '\n';
-    out << (format == Format::Csv ? "# " : "== ") << sets[i].first
-        << (format == Format::Csv ? "\n" : " ==\n");
-    printRows(out, sets[i].second, format);
+    out << (style.format == Format::Csv ? "# " : "== ") << sets[i].first
+        << (style.format == Format::Csv ? "\n" : " ==\n");
+    printRows(out, sets[i].second, style);
   }
 }
 

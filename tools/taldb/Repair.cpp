@@ -38,7 +38,7 @@ int repairTable(Context& ctx, CTable& table, Tally& tally) {
   ctx.log().clear();
   int status = table.repair();
   for (const LibraryLog::Entry& entry : ctx.log().entries()) {
-    ctx.out() << entry.text << "\n";
+    ctx.note() << entry.text << "\n";
     ++(entry.level == GUX_LOG_INFO ? tally.changed : tally.left);
   }
   return status;
@@ -69,11 +69,12 @@ int cmdRepair(Context& ctx) {
       failedTable = table->name();
     }
   }
-  ctx.out() << (dryRun ? "dry run over " : "repaired ") << tables.size()
-            << (tables.size() == 1 ? " table: " : " tables: ")
-            << plural(tally.changed, "file", "files") << (dryRun ? " would change, " : " changed, ")
-            << tally.left
-            << (dryRun ? " would be left in place; nothing was changed\n" : " left in place\n");
+  // A dry run's summary is what was asked for; a repair's is a confirmation.
+  (dryRun ? ctx.out() : ctx.note())
+      << (dryRun ? "dry run over " : "repaired ") << tables.size()
+      << (tables.size() == 1 ? " table: " : " tables: ") << plural(tally.changed, "file", "files")
+      << (dryRun ? " would change, " : " changed, ") << tally.left
+      << (dryRun ? " would be left in place; nothing was changed\n" : " left in place\n");
   // The table directory that could not be read is reported after the others
   // were repaired; the status names the first such table.
   if (failed != 0) {

@@ -3,6 +3,7 @@
 #include "Tool.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstring>
 
 #include "Cli.h"
@@ -103,7 +104,7 @@ const Command* findCommand(const std::string& name) {
 }
 
 void printToolHelp(std::ostream& out) {
-  out << "Usage: taldb [--root DIR | --config FILE] [-v] COMMAND [ARGS...]\n"
+  out << "Usage: taldb [--root DIR | --config FILE] [-v | -q] COMMAND [ARGS...]\n"
          "       taldb COMMAND --help\n\n"
          "Create, inspect, change, check and repair a TalDB database.\n\nCommands:\n";
   for (const Command& command : kCommands)
@@ -114,9 +115,11 @@ void printToolHelp(std::ostream& out) {
          "  --config FILE   take the root from the StorageDatabase entry of a host's\n"
          "                  configuration file\n"
          "  --format F      table (default), csv or json, for commands that print rows\n"
+         "  --no-header     rows without the header line of table and csv\n"
+         "  -q, --quiet     print nothing on success but the data asked for\n"
          "  -v, --verbose   pass the library's log lines to standard error\n"
          "  -h, --help      this text, or a command's own with COMMAND --help\n"
-         "  --version       the tool's version\n\n"
+         "  -V, --version   the tool's version\n\n"
          "Exit status: 0 success, 1 failure (the library's status and message on standard\n"
          "error), 2 usage error. Try 'taldb demo' for a tour.\n";
 }
@@ -127,7 +130,10 @@ void printCommandHelp(std::ostream& out, const Command& command) {
       << static_cast<char>(std::toupper(static_cast<unsigned char>(command.summary[0])))
       << (command.summary + 1) << ".\n"
       << (*command.details ? "\n" : "") << command.details;
-  if (command.options & kOptFormat) out << "\n--format table|csv|json chooses the output.\n";
+  if (command.options & kOptFormat) {
+    out << "\n--format table|csv|json chooses the output; --no-header leaves out the header\n"
+           "line of table and csv.\n";
+  }
 }
 
 // Every option: its names, where it goes (a text field for an option that
@@ -149,8 +155,10 @@ const OptionSpec kOptionSpecs[] = {
     {nullptr, "--host", &Options::host, nullptr, kOptCreate},
     {nullptr, "--description", &Options::description, nullptr, kOptDescription},
     {"-v", "--verbose", nullptr, &Options::verbose, 0},
+    {"-q", "--quiet", nullptr, &Options::quiet, 0},
     {"-h", "--help", nullptr, &Options::help, 0},
-    {nullptr, "--version", nullptr, &Options::version, 0},
+    {"-V", "--version", nullptr, &Options::version, 0},
+    {nullptr, "--no-header", nullptr, &Options::noHeader, kOptNoHeader},
     {nullptr, "--yes", nullptr, &Options::yes, kOptYes},
     {nullptr, "--dry-run", nullptr, &Options::dryRun, kOptDryRun},
 };
@@ -209,12 +217,15 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
 
 // How a usage error names the options of each OptionBit, in bit order.
 const char* const kOptionNames[] = {"--root or --config", "--format",      "--yes",
-                                    "--id or --host",     "--description", "--dry-run"};
+                                    "--id or --host",     "--description", "--dry-run",
+                                    "--no-header"};
 
 void checkUsage(const Command& command, const Options& options) {
+  // Whatever prints rows can print them without their header.
+  unsigned taken = command.options | ((command.options & kOptFormat) ? unsigned{kOptNoHeader} : 0u);
   for (unsigned i = 0; i < sizeof kOptionNames / sizeof kOptionNames[0]; ++i) {
     unsigned bit = 1u << i;
-    if ((options.given & bit) && !(command.options & bit))
+    if ((options.given & bit) && !(taken & bit))
       throw UsageError(std::string(command.name) + " does not take " + kOptionNames[i]);
   }
   size_t count = options.args.size();
@@ -253,22 +264,37 @@ int run(const std::vector<std::string>& argv, std::ostream& out, std::ostream& e
   return command->run(ctx);
 }
 
+// Output that could not be written (a full disk) makes the run a failure
+// with a message. A reader that closed the pipe early (EPIPE: "| head") has
+// had what it wanted; the run still fails, quietly.
+int checkWritten(std::ostream& out, std::ostream& err, int status) {
+  errno = 0;
+  if (out.flush()) return status;
+  if (errno != EPIPE) {
+    err << "taldb: cannot write the output"
+        << (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()) << "\n";
+  }
+  return kExitFailed;
+}
+
 }  // namespace
 
 int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
   // What was printed comes before the message that ends the run.
   std::string hint = "taldb --help";
+  int status;
   try {
-    return run(args, out, err, hint);
+    status = run(args, out, err, hint);
   } catch (const UsageError& error) {
     out.flush();
     err << "taldb: " << error.what() << "\nTry '" << hint << "'.\n";
-    return kExitUsage;
+    status = kExitUsage;
   } catch (const std::exception& error) {
     out.flush();
     err << "taldb: " << error.what() << "\n";
-    return kExitFailed;
+    status = kExitFailed;
   }
+  return checkWritten(out, err, status);
 }
 
 }  // namespace taldb_cli
