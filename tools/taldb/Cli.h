@@ -7,6 +7,7 @@
 
 #include <taldb/taldb.h>
 
+#include <istream>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -17,16 +18,30 @@ namespace taldb_cli {
 // ---- Printing rows of text: an aligned table for a person, CSV and JSON for
 // programs. Every cell is text, as the store keeps it.
 
-enum class Format { Table, Csv, Json };
+// Ini and Sql are dump's alone: a description file and SQL statements.
+enum class Format { Table, Csv, Json, Ini, Sql };
 
-// A header of column names and rows of the same width.
+// What a column holds, for the formats that tell numbers from text: the store
+// keeps every value as text, but an int or bigint column's whole numbers are
+// numbers to a program reading JSON or SQL.
+enum class Kind { Text, Int, BigInt };
+
+// A header of column names and rows of the same width; kinds, when given, has
+// one entry per column (none: every column is text).
 struct Rows {
   std::vector<std::string> header;
   std::vector<std::vector<std::string>> rows;
+  std::vector<Kind> kinds;
 };
 
-// "table", "csv" or "json"; false for anything else.
+// "table", "csv", "json", "ini" or "sql"; false for anything else.
 bool parseFormat(const std::string& text, Format& format);
+// Whether text is a whole number as a column of that kind holds it: an
+// optional '-', digits without a leading zero (but "0" itself), within the
+// type's range. Text columns hold none.
+bool isWholeNumber(const std::string& text, Kind kind);
+// The kind of each column of a table, in schema order.
+std::vector<Kind> columnKinds(const TalDB::CTable& table);
 
 // How rows are printed: the format, and whether the table and CSV formats
 // begin with their header line (--no-header leaves it out).
@@ -111,6 +126,8 @@ enum OptionBit : unsigned {
   kOptDescription = 1u << 4,
   kOptDryRun = 1u << 5,
   kOptNoHeader = 1u << 6,  // taken by every command that takes --format
+  kOptPut = 1u << 7,
+  kOptDumpFormats = 1u << 8,  // --format ini and sql, with kOptFormat
 };
 
 struct Options {
@@ -123,6 +140,7 @@ struct Options {
   bool version = false;
   bool yes = false;
   bool dryRun = false;
+  bool put = false;
   std::string formatName;
   Format format = Format::Table;
   std::string id;
@@ -138,7 +156,7 @@ struct Options {
 // log and a database object that is opened on demand.
 class Context {
  public:
-  Context(const Options& options, std::ostream& out, std::ostream& err);
+  Context(const Options& options, std::ostream& out, std::ostream& err, std::istream& in);
 
   const Options& options() const { return options_; }
   Style style() const { return {options_.format, !options_.noHeader}; }
@@ -148,6 +166,8 @@ class Context {
   // silences it, and only it.
   std::ostream& note() { return options_.quiet ? silent_ : out_; }
   std::ostream& err() { return err_; }
+  // What "-" names as an input file: standard input, or a test's text.
+  std::istream& in() { return in_; }
   const std::vector<std::string>& args() const { return options_.args; }
   std::string arg(size_t index) const;
   LibraryLog& log() { return log_; }
@@ -174,6 +194,7 @@ class Context {
   Options options_;
   std::ostream& out_;
   std::ostream& err_;
+  std::istream& in_;
   std::ostream silent_{nullptr};  // a stream without a buffer drops what it is given
   LibraryLog log_;
   TalDB::CTalDatabase db_;
@@ -238,6 +259,9 @@ int cmdClear(Context& ctx);
 int cmdDrop(Context& ctx);
 int cmdRecover(Context& ctx);
 int cmdDump(Context& ctx);
+// dump in every format: ini and sql here, the others through cmdDump.
+int cmdExport(Context& ctx);
+int cmdImport(Context& ctx);
 int cmdCheck(Context& ctx);
 int cmdRepair(Context& ctx);
 int cmdDemo(Context& ctx);

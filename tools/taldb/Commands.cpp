@@ -100,6 +100,7 @@ std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
 Rows recordRows(Context& ctx, CTable& table, const char* condition) {
   Rows rows;
   rows.header = columnNames(table);
+  rows.kinds = columnKinds(table);
   int status = table.ListRecordsStart(condition);
   for (; status == 0; status = table.ListRecordsNext(condition))
     rows.rows.push_back(currentValues(table));
@@ -139,6 +140,7 @@ int cmdTables(Context& ctx) {
   ctx.openDatabase();
   Rows rows;
   rows.header = {"table", "columns", "records"};
+  rows.kinds = {Kind::Text, Kind::BigInt, Kind::BigInt};
   std::string unreadable;
   for (CTable* table : sortedTables(ctx.db())) {
     int count = table->records();
@@ -192,7 +194,7 @@ int cmdGet(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.readRecord(name.c_str()), action(ctx));
-  Rows rows{columnNames(table), {currentValues(table)}};
+  Rows rows{columnNames(table), {currentValues(table)}, columnKinds(table)};
   if (ctx.args().size() < 3) {
     printRecord(ctx.out(), rows, ctx.style());
     return kExitOk;

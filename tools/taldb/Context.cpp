@@ -5,8 +5,8 @@
 
 namespace taldb_cli {
 
-Context::Context(const Options& options, std::ostream& out, std::ostream& err)
-    : options_(options), out_(out), err_(err), log_(options.verbose, err) {}
+Context::Context(const Options& options, std::ostream& out, std::ostream& err, std::istream& in)
+    : options_(options), out_(out), err_(err), in_(in), log_(options.verbose, err) {}
 
 std::string Context::arg(size_t index) const {
   return index < options_.args.size() ? options_.args[index] : std::string();

@@ -1,7 +1,10 @@
 #include "Cli.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 
 namespace taldb_cli {
 
@@ -55,11 +58,17 @@ void printCsv(std::ostream& out, const Rows& rows, bool header) {
   for (const auto& row : rows.rows) printCsvLine(out, row);
 }
 
-std::string jsonObject(const std::vector<std::string>& header,
-                       const std::vector<std::string>& row) {
+// A whole number of an int or bigint column is a JSON number; every other
+// value, an empty one included, stays the text the store holds.
+std::string jsonValue(const Rows& rows, size_t column, const std::string& value) {
+  bool number = column < rows.kinds.size() && isWholeNumber(value, rows.kinds[column]);
+  return number ? value : jsonString(value);
+}
+
+std::string jsonObject(const Rows& rows, const std::vector<std::string>& row) {
   std::string text = "{";
-  for (size_t i = 0; i < header.size() && i < row.size(); ++i)
-    text += (i ? ", " : "") + jsonString(header[i]) + ": " + jsonString(row[i]);
+  for (size_t i = 0; i < rows.header.size() && i < row.size(); ++i)
+    text += (i ? ", " : "") + jsonString(rows.header[i]) + ": " + jsonValue(rows, i, row[i]);
   return text + "}";
 }
 
@@ -70,7 +79,7 @@ void printJsonArray(std::ostream& out, const Rows& rows, const std::string& inde
   }
   out << "[\n";
   for (size_t i = 0; i < rows.rows.size(); ++i) {
-    out << indent << "  " << jsonObject(rows.header, rows.rows[i])
+    out << indent << "  " << jsonObject(rows, rows.rows[i])
         << (i + 1 < rows.rows.size() ? ",\n" : "\n");
   }
   out << indent << "]";
@@ -80,13 +89,39 @@ void printJsonArray(std::ostream& out, const Rows& rows, const std::string& inde
 
 bool parseFormat(const std::string& text, Format& format) {
   // In the order of the enumeration.
-  const char* const names[] = {"table", "csv", "json"};
-  for (int i = 0; i < 3; ++i) {
+  const char* const names[] = {"table", "csv", "json", "ini", "sql"};
+  for (int i = 0; i < 5; ++i) {
     if (text != names[i]) continue;
     format = static_cast<Format>(i);
     return true;
   }
   return false;
+}
+
+bool isWholeNumber(const std::string& text, Kind kind) {
+  if (kind == Kind::Text) return false;
+  size_t start = !text.empty() && text[0] == '-' ? 1 : 0;
+  std::string digits = text.substr(start);
+  // "-0" and "007" are not the text a number prints as, so they stay text.
+  bool plain = !digits.empty() && digits.size() <= 19 &&
+               digits.find_first_not_of("0123456789") == std::string::npos &&
+               (digits[0] != '0' || text == "0");
+  if (!plain) return false;
+  errno = 0;
+  long long value = std::strtoll(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) return false;
+  return kind == Kind::BigInt || (value >= INT32_MIN && value <= INT32_MAX);
+}
+
+std::vector<Kind> columnKinds(const TalDB::CTable& table) {
+  std::vector<Kind> kinds;
+  for (const TalDB::CColumn* column : table.columns()) {
+    int type = column->type();
+    kinds.push_back(type == TalDB::TYPE_INT      ? Kind::Int
+                    : type == TalDB::TYPE_BIGINT ? Kind::BigInt
+                                                 : Kind::Text);
+  }
+  return kinds;
 }
 
 std::string csvCell(const std::string& text) {
@@ -118,7 +153,10 @@ std::string jsonString(const std::string& text) {
 
 void printRows(std::ostream& out, const Rows& rows, const Style& style) {
   switch (style.format) {
+    // dump prints ini and sql itself; no other command is given them.
     case Format::Table:
+    case Format::Ini:
+    case Format::Sql:
       printTable(out, rows, style.header);
       break;
     case Format::Csv:
@@ -137,7 +175,7 @@ void printRecord(std::ostream& out, const Rows& rows, const Style& style) {
   if (style.format == Format::Csv) {
     printCsv(out, rows, style.header);
   } else if (style.format == Format::Json) {
-    out << jsonObject(rows.header, row) << '\n';
+    out << jsonObject(rows, row) << '\n';
   } else {
     size_t width = 0;
     for (const std::string& name : rows.header) width = std::max(width, displayWidth(name));

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 
 #include "Cli.h"
 
@@ -86,10 +87,21 @@ const Command kCommands[] = {
      "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
      "stop, before the host starts writing again.\n",
      0, 1, kOptRoot | kOptDryRun, cmdRepair},
+    {"import", "TABLE FILE|- [--put]", "add the rows of a CSV file (or standard input)",
+     "The first line names columns of the table, in any order; the columns it leaves out\n"
+     "stay empty. Each row is added under the next free id (a first column in the header\n"
+     "is then passed over) and the ids are printed. With --put the header must name the\n"
+     "first column, whose values (0 to 2147483647) become the records' ids, replacing\n"
+     "records of the same id. Cells may be quoted as CSV output quotes them. Every row is\n"
+     "checked before the first is written; a problem names its line and writes nothing.\n",
+     2, 2, kOptRoot | kOptPut, cmdImport},
     {"dump", "[TABLE]", "every record of one table or of all tables",
      "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
-     "the tables are the keys of one object.\n",
-     0, 1, kOptRoot | kOptFormat, cmdDump},
+     "the tables are the keys of one object. --format ini writes a description file that\n"
+     "'taldb create' reads back into the same database (a backup); it refuses values that\n"
+     "would not read back the same. --format sql writes CREATE TABLE and INSERT statements\n"
+     "for the sqlite3 shell.\n",
+     0, 1, kOptRoot | kOptFormat | kOptDumpFormats, cmdExport},
     {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
      "Creates a database from the example description file in a new temporary directory\n"
      "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
@@ -131,8 +143,8 @@ void printCommandHelp(std::ostream& out, const Command& command) {
       << (command.summary + 1) << ".\n"
       << (*command.details ? "\n" : "") << command.details;
   if (command.options & kOptFormat) {
-    out << "\n--format table|csv|json chooses the output; --no-header leaves out the header\n"
-           "line of table and csv.\n";
+    out << "\n--format table|csv|json" << ((command.options & kOptDumpFormats) ? "|ini|sql" : "")
+        << " chooses the output; --no-header leaves out the header\nline of table and csv.\n";
   }
 }
 
@@ -161,6 +173,7 @@ const OptionSpec kOptionSpecs[] = {
     {nullptr, "--no-header", nullptr, &Options::noHeader, kOptNoHeader},
     {nullptr, "--yes", nullptr, &Options::yes, kOptYes},
     {nullptr, "--dry-run", nullptr, &Options::dryRun, kOptDryRun},
+    {nullptr, "--put", nullptr, &Options::put, kOptPut},
 };
 
 // Takes the option argv[index], with its value from "--name VALUE" (index
@@ -205,7 +218,8 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
     }
   }
   if ((options.given & kOptFormat) && !parseFormat(options.formatName, options.format))
-    throw UsageError("unknown format " + quoted(options.formatName) + ": use table, csv or json");
+    throw UsageError("unknown format " + quoted(options.formatName) +
+                     ": use table, csv or json (dump also takes ini and sql)");
   if (!options.root.empty() && !options.config.empty())
     throw UsageError("give either --root or --config, not both");
   if (!positional.empty()) {
@@ -218,7 +232,7 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
 // How a usage error names the options of each OptionBit, in bit order.
 const char* const kOptionNames[] = {"--root or --config", "--format",      "--yes",
                                     "--id or --host",     "--description", "--dry-run",
-                                    "--no-header"};
+                                    "--no-header",        "--put"};
 
 void checkUsage(const Command& command, const Options& options) {
   // Whatever prints rows can print them without their header.
@@ -228,6 +242,11 @@ void checkUsage(const Command& command, const Options& options) {
     if ((options.given & bit) && !(taken & bit))
       throw UsageError(std::string(command.name) + " does not take " + kOptionNames[i]);
   }
+  bool dumpFormat = options.format == Format::Ini || options.format == Format::Sql;
+  if (dumpFormat && !(command.options & kOptDumpFormats)) {
+    throw UsageError(std::string(command.name) + " does not take --format " + options.formatName +
+                     ": use table, csv or json");
+  }
   size_t count = options.args.size();
   if (count < command.minArgs) throw UsageError(std::string(command.name) + ": missing argument");
   if (count > command.maxArgs) throw UsageError(std::string(command.name) + ": too many arguments");
@@ -236,7 +255,7 @@ void checkUsage(const Command& command, const Options& options) {
 // Parses and runs one command line. hint is set to the help to point at
 // after a usage error, once the command is known.
 int run(const std::vector<std::string>& argv, std::ostream& out, std::ostream& err,
-        std::string& hint) {
+        std::istream& in, std::string& hint) {
   Options options = parseCommandLine(argv);
   if (options.version) {
     out << "taldb " << TALDB_VERSION << "\n";
@@ -260,7 +279,7 @@ int run(const std::vector<std::string>& argv, std::ostream& out, std::ostream& e
     return kExitOk;
   }
   checkUsage(*command, options);
-  Context ctx(options, out, err);
+  Context ctx(options, out, err, in);
   return command->run(ctx);
 }
 
@@ -279,12 +298,13 @@ int checkWritten(std::ostream& out, std::ostream& err, int status) {
 
 }  // namespace
 
-int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+            std::istream* in) {
   // What was printed comes before the message that ends the run.
   std::string hint = "taldb --help";
   int status;
   try {
-    status = run(args, out, err, hint);
+    status = run(args, out, err, in != nullptr ? *in : std::cin, hint);
   } catch (const UsageError& error) {
     out.flush();
     err << "taldb: " << error.what() << "\nTry '" << hint << "'.\n";

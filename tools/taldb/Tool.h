@@ -5,6 +5,7 @@
 #ifndef TALDB_TOOL_TOOL_H
 #define TALDB_TOOL_TOOL_H
 
+#include <istream>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -12,8 +13,10 @@
 namespace taldb_cli {
 
 // args are the arguments after the program name. Returns 0 on success, 1 on
-// a failure and 2 on a usage error; never throws.
-int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+// a failure and 2 on a usage error; never throws. in is what an input file
+// named "-" reads: standard input unless a test gives its own text.
+int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+            std::istream* in = nullptr);
 
 }  // namespace taldb_cli
 

@@ -1,0 +1,158 @@
+// dump's two formats for other readers than a person: a description file that
+// create reads back into the same database (a backup), and SQL statements for
+// the sqlite3 shell. Both are built whole before anything is printed, so that
+// a refused dump writes nothing.
+
+#include "Cli.h"
+#include "taldb/CUtils.h"
+#include "util/LineReader.h"
+#include "util/Path.h"
+
+namespace taldb_cli {
+
+namespace {
+
+using TalDB::CTable;
+
+// ---- The description file.
+
+// What create's reader reads back unchanged: it trims keys, values and section
+// names (and seeding trims every value) with the store's own notion of a blank,
+// and a line feed would end the line.
+bool readsBackWhole(const std::string& text) {
+  std::string copy = text;
+  TalDB::CUtils::trim(&copy[0]);
+  return copy.c_str() == text && text.find('\n') == std::string::npos;
+}
+
+// Seeding takes a record's name from its first value as a number, and writes
+// the file under that number's own text: only such a name comes back as it was.
+bool isPlainId(const std::string& name) {
+  return isWholeNumber(name, Kind::Int) && name[0] != '-';
+}
+
+// A value inside a seed record: seeding splits at ",", trims each value and
+// replaces the {{$tal...}} placeholders.
+std::string seedValueProblem(const std::string& value) {
+  if (value.find(',') != std::string::npos) return "holds ','";
+  if (!readsBackWhole(value)) return "has blanks at either end or a line feed";
+  if (value.find("{{$tal") != std::string::npos) return "holds '{{$tal', which seeding replaces";
+  return "";
+}
+
+// A seed record's text: the values joined by ", ", the record's name first.
+std::string seedRecord(const CTable& table, const Rows& rows, size_t index) {
+  const std::vector<std::string>& row = rows.rows[index];
+  std::string where = "dump: table " + std::string(table.name()) + ", record " + quoted(row[0]);
+  if (!isPlainId(row[0])) throw Failure(where + ": its name is not an id from 0 to 2147483647");
+  std::string text;
+  for (size_t i = 0; i < row.size(); ++i) {
+    std::string problem = seedValueProblem(row[i]);
+    // The reader trims the line's end, so a last value that is empty is lost.
+    if (problem.empty() && i > 0 && i + 1 == row.size() && row[i].empty())
+      problem = "is empty in the last column";
+    if (!problem.empty()) {
+      throw Failure(where + ", column " + rows.header[i] + ": the value " + quoted(row[i]) + " " +
+                    problem + "; a description file cannot hold it");
+    }
+    text += (i ? ", " : "") + row[i];
+  }
+  // Seeding reads a record into a buffer of a path's size.
+  if (text.size() >= TalDB::kPathLimit)
+    throw Failure(where + ": the record is longer than a description file's record can be");
+  return text;
+}
+
+// The schema line exactly as the schema file holds it, so that create writes
+// the same file again.
+std::string schemaLine(const CTable& table) {
+  TalDB::LineReader reader;
+  std::string where = "dump: table " + std::string(table.name());
+  if (reader.read(table.schemaPath()) != TalDB::LineReader::kRead)
+    throw Failure(where + ": cannot read its schema file " + table.schemaPath());
+  std::string line(reader.data(), reader.size());
+  if (line.empty() || !readsBackWhole(line) || line.size() >= TalDB::kValueLimit)
+    throw Failure(where + ": its schema line cannot be written into a description file");
+  return line;
+}
+
+std::string iniSection(Context& ctx, CTable& table) {
+  std::string name = table.name();
+  if (!readsBackWhole(name))
+    throw Failure("dump: table " + quoted(name) + ": a description file cannot name it");
+  std::string text = "\n[" + name + "]\nschema = " + schemaLine(table) + "\n";
+  Rows rows = recordRows(ctx, table, nullptr);
+  for (size_t i = 0; i < rows.rows.size(); ++i)
+    text += "rec_" + std::to_string(i + 1) + " = " + seedRecord(table, rows, i) + "\n";
+  return text;
+}
+
+std::string iniFile(Context& ctx, const std::vector<CTable*>& tables) {
+  // create passes over the first section; it must not take a table's name,
+  // which would then be passed over too. No table name holds a '/'.
+  std::string first = "database";
+  for (const CTable* table : tables)
+    if (first == table->name()) first = "database/backup";
+  std::string text = "[" + first +
+                     "]\n; Written by 'taldb dump --format ini'. 'taldb --root DIR create FILE'"
+                     " makes the same tables and records under DIR.\n";
+  for (CTable* table : tables) text += iniSection(ctx, *table);
+  return text;
+}
+
+// ---- SQL for the sqlite3 shell.
+
+std::string sqlName(const std::string& name) {
+  std::string text = "\"";
+  for (char c : name) text += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return text + "\"";
+}
+
+std::string sqlValue(const std::string& value, Kind kind) {
+  if (isWholeNumber(value, kind)) return value;
+  std::string text = "'";
+  for (char c : value) text += c == '\'' ? std::string("''") : std::string(1, c);
+  return text + "'";
+}
+
+// The first column is the key; as a table constraint, not a column's own
+// INTEGER PRIMARY KEY, since that would refuse a record name that is not a
+// number.
+std::string sqlTable(Context& ctx, CTable& table) {
+  Rows rows = recordRows(ctx, table, nullptr);
+  std::string text = "CREATE TABLE " + sqlName(table.name()) + " (";
+  for (size_t i = 0; i < rows.header.size(); ++i)
+    text += sqlName(rows.header[i]) + (rows.kinds[i] == Kind::Text ? " TEXT, " : " INTEGER, ");
+  text += "PRIMARY KEY (" + sqlName(rows.header.at(0)) + "));\n";
+  for (const std::vector<std::string>& row : rows.rows) {
+    text += "INSERT INTO " + sqlName(table.name()) + " VALUES (";
+    for (size_t i = 0; i < row.size(); ++i)
+      text += (i ? ", " : "") + sqlValue(row[i], rows.kinds[i]);
+    text += ");\n";
+  }
+  return text;
+}
+
+std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables) {
+  std::string text = "BEGIN TRANSACTION;\n";
+  for (CTable* table : tables) text += sqlTable(ctx, *table);
+  return text + "COMMIT;\n";
+}
+
+}  // namespace
+
+int cmdExport(Context& ctx) {
+  Format format = ctx.options().format;
+  if (format != Format::Ini && format != Format::Sql) return cmdDump(ctx);
+  std::vector<CTable*> tables;
+  if (!ctx.args().empty()) {
+    tables.push_back(&ctx.table(ctx.arg(0)));
+  } else {
+    ctx.openDatabase();
+    tables = sortedTables(ctx.db());
+  }
+  ctx.out() << (format == Format::Ini ? iniFile(ctx, tables) : sqlFile(ctx, tables));
+  return kExitOk;
+}
+
+}  // namespace taldb_cli
