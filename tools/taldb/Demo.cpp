@@ -30,15 +30,19 @@ std::string executableDir() {
 }
 
 // The example description file: the one named with --description, else the
-// source tree's copy the tool was built from, else the installed copy.
+// copy installed beside the tool, else the source tree's copy it was built
+// from. An installed tool takes its own copy first: the source tree may have
+// moved on or gone, and the demo shows the file the tool was shipped with.
 std::string findDescription(const std::string& given) {
   if (!given.empty()) {
     if (!readable(given)) throw Failure("demo: cannot read " + given + ": " + std::strerror(errno));
     return given;
   }
-  for (const std::string& path : {std::string(TALDB_SOURCE_DESCRIPTION),
-                                  executableDir() + "/" + TALDB_INSTALLED_DESCRIPTION}) {
-    if (readable(path)) return path;
+  for (const std::string& path : {executableDir() + "/" + TALDB_INSTALLED_DESCRIPTION,
+                                  std::string(TALDB_SOURCE_DESCRIPTION)}) {
+    char resolved[TalDB::kPathLimit];
+    // The installed path goes through bin/..; the demo names the file plainly.
+    if (readable(path)) return realpath(path.c_str(), resolved) ? resolved : path;
   }
   throw Failure("demo: cannot find the example description file; give one with --description FILE");
 }
