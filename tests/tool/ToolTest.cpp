@@ -6,6 +6,7 @@
 #include <map>
 #include <sstream>
 
+#include "Cli.h"
 #include "TempRoot.h"
 #include "Tool.h"
 
@@ -26,10 +27,10 @@ struct Result {
   std::string out, err;
 };
 
-const char* const kCommands[] = {"create",  "tables",    "schema",     "list",   "get",
-                                 "count",   "add",       "put",        "update", "delete",
-                                 "seed",    "add-table", "drop-table", "clear",  "drop",
-                                 "recover", "check",     "repair",     "dump",   "demo"};
+const char* const kCommands[] = {"create",     "tables", "schema", "list",    "get",   "count",
+                                 "add",        "put",    "update", "delete",  "seed",  "add-table",
+                                 "drop-table", "clear",  "drop",   "recover", "check", "repair",
+                                 "dump",       "demo",   "import"};
 
 class ToolTest : public TempRootTest {
  protected:
@@ -43,9 +44,11 @@ class ToolTest : public TempRootTest {
     TempRootTest::TearDown();
   }
 
-  Result run(const std::vector<std::string>& args) const {
+  // input is what the command reads as standard input.
+  Result run(const std::vector<std::string>& args, const std::string& input = "") const {
     std::ostringstream out, err;
-    int status = taldb_cli::RunTool(args, out, err);
+    std::istringstream in(input);
+    int status = taldb_cli::RunTool(args, out, err, &in);
     return {status, out.str(), err.str()};
   }
 
@@ -127,6 +130,8 @@ TEST_F(ToolTest, UsageErrorsExitWithTwoAndChangeNothing) {
       {{"--config", "x.ini", "tables"}, 2, "give either --root or --config, not both"},
       {{"count", "hosts", "--format", "csv"}, 2, "count does not take --format"},
       {{"list", "hosts", "--format", "xml"}, 2, "unknown format 'xml'"},
+      {{"list", "hosts", "--format", "sql"}, 2, "list does not take --format sql: use table, csv"},
+      {{"count", "hosts", "--put"}, 2, "count does not take --put"},
       {{"list", "hosts", "--root"}, 2, "option --root needs a value"},
       {{"drop"}, 2, "add --yes to confirm"},
       {{"create", "x.ini", "--id", "seven"}, 2, "invalid id 'seven'"},
@@ -211,7 +216,7 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
       {{"get", "hosts", "3"}, 0, "id    3\nname  web02\nport  9090\n"},
       {{"get", "hosts", "3", "--format", "json"},
        0,
-       "{\"id\": \"3\", \"name\": \"web02\", \"port\": \"9090\"}\n"},
+       "{\"id\": 3, \"name\": \"web02\", \"port\": 9090}\n"},
       {{"get", "hosts", "3", "port"}, 0, "9090\n"},
       {{"get", "hosts", "3", "colour"}, 1, "has no column 'colour'"},
       {{"update", "hosts", "3", " port = 1", "name=web9"}, 0, "updated record 3 of hosts\n"},
@@ -273,9 +278,12 @@ TEST_F(ToolTest, ListAndDumpInEveryFormat) {
       {{"dump", "notes", "--format", "csv"}, 0, "id,text\n1,\"say \"\"hi\"\"\"\n"},
       {{"dump", "--format", "json"},
        0,
-       "{\n  \"hosts\": [\n    {\"id\": \"1\", \"name\": \"h1\", \"port\": \"8080\"},\n"
-       "    {\"id\": \"2\", \"name\": \"db01\", \"port\": \"7\"}\n  ],\n  \"notes\": [\n"
-       "    {\"id\": \"1\", \"text\": \"say \\\"hi\\\"\"}\n  ]\n}\n"},
+       "{\n  \"hosts\": [\n    {\"id\": 1, \"name\": \"h1\", \"port\": 8080},\n"
+       "    {\"id\": 2, \"name\": \"db01\", \"port\": 7}\n  ],\n  \"notes\": [\n"
+       "    {\"id\": 1, \"text\": \"say \\\"hi\\\"\"}\n  ]\n}\n"},
+      {{"tables", "--format", "json"},
+       0,
+       "[\n  {\"table\": \"hosts\", \"columns\": 3, \"records\": 2},\n"},
       {{"dump", "--format", "csv"},
        0,
        "# hosts\nid,name,port\n1,h1,8080\n2,db01,7\n\n# notes\nid,text\n1,\"say \"\"hi\"\"\"\n"},
@@ -385,6 +393,140 @@ TEST_F(ToolTest, DemoShowsEveryStepOnAFreshDatabase) {
   EXPECT_FALSE(exists(data("hosts/4.ADD")));
   expectRows({{{"demo", db_}, 1, "holds a database already", true},
               {{"demo", at("other"), "--description", at("none.ini")}, 1, "cannot read", true}});
+}
+
+TEST(ToolNumbers, WholeNumbersOfIntAndBigintColumns) {
+  using taldb_cli::Kind;
+  struct Case {
+    const char* text;
+    bool asInt, asBigInt;
+  };
+  for (const Case& c : std::vector<Case>{{"0", true, true},
+                                         {"-2147483648", true, true},
+                                         {"2147483648", false, true},
+                                         {"-9223372036854775808", false, true},
+                                         {"9223372036854775808", false, false},
+                                         {"007", false, false},
+                                         {"-0", false, false},
+                                         {"", false, false},
+                                         {"-", false, false},
+                                         {" 1", false, false},
+                                         {"1e3", false, false}}) {
+    EXPECT_EQ(taldb_cli::isWholeNumber(c.text, Kind::Int), c.asInt) << c.text;
+    EXPECT_EQ(taldb_cli::isWholeNumber(c.text, Kind::BigInt), c.asBigInt) << c.text;
+    EXPECT_FALSE(taldb_cli::isWholeNumber(c.text, Kind::Text)) << c.text;
+  }
+}
+
+TEST_F(ToolTest, IniDumpCreatesTheSameDatabaseFileForFile) {
+  expectRows({{{"create", TALDB_EXAMPLES_DIR "/taldb.ini", "--host", "web01"}, 0, "created"},
+              {{"add-table", "notes", "id(int),text(varchar),n(int)"}, 0, "added table notes"},
+              {{"put", "notes", "20,a = b; #c  d,-3"}, 0, "wrote record 20"},
+              {{"put", "notes", "3,,5"}, 0, "wrote record 3"},
+              {{"update", "hosts", "2", "port=1"}, 0, "updated"}});
+  Result dump = run({"--root", db_, "dump", "--format", "ini"});
+  ASSERT_EQ(dump.status, 0) << dump.err;
+  EXPECT_NE(dump.out.find("[notes]\nschema = id[int]|text[varchar]|n[int]\n"
+                          "rec_1 = 3, , 5\nrec_2 = 20, a = b; #c  d, -3\n"),
+            std::string::npos)
+      << dump.out;
+  writeFile("backup.ini", dump.out);
+  expectRows({{{"--root", at("copy"), "create", at("backup.ini")}, 0, "with 4 tables", true}});
+  // Record names, schema files and record files all come back byte for byte.
+  std::map<std::string, std::string> original, copy;
+  for (const auto& entry : snapshot("db")) original[entry.first.substr(2)] = entry.second;
+  for (const auto& entry : snapshot("copy")) copy[entry.first.substr(4)] = entry.second;
+  EXPECT_EQ(copy, original);
+  EXPECT_GT(original.size(), 20u);
+
+  // What a description file cannot hold is refused, naming where it is.
+  struct Refusal {
+    std::string file, content, text;
+  };
+  for (const Refusal& r : std::vector<Refusal>{
+           {"notes/4", " x|1|", "table notes, record '4', column text: the value ' x' has blanks"},
+           {"notes/4", "x|1 |", "column n: the value '1 '"},
+           {"notes/4", "{{$talid}}|1|", "holds '{{$tal'"},
+           {"notes/4", "a,b|1|", "holds ','"},
+           {"notes/4", "x||", "column n: the value '' is empty in the last column"},
+           {"notes/04", "x|1|", "record '04': its name is not an id"},
+           {"notes/4", std::string(2047, 'x') + "|" + std::string(2047, 'y') + "|",
+            "record '4': the record is longer"}}) {
+    writeFile(data(r.file), r.content);
+    Result refused = run({"--root", db_, "dump", "notes", "--format", "ini"});
+    EXPECT_EQ(refused.status, 1) << r.text;
+    EXPECT_EQ(refused.out, "") << r.text;
+    EXPECT_NE(refused.err.find(r.text), std::string::npos) << r.text << "\n" << refused.err;
+    unlink(at(data(r.file)).c_str());
+  }
+}
+
+TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
+  createDatabase();
+  auto before = snapshot();
+  struct Case {
+    std::string input, text;
+    bool put;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"", "standard input is empty", false},
+           {"name,colour\n", "line 1: column 'colour' is not a column", false},
+           {"name,name\n", "line 1: column 'name' is named twice", false},
+           {"name,port\n", "line 1: with --put the header must name the first column, 'id'", true},
+           {"name,port\nok,1\nx\n", "line 3: 1 cell where the header has 2", false},
+           {"name\n\"open\n\n", "line 2: a quoted cell is not closed", false},
+           {"name\n\"a\"b\n", "line 2: text after the closing quote", false},
+           {"name\na\"b\n", "line 2: a '\"' inside a cell", false},
+           {"name\n\"a,b\"\n", "line 2: invalid value 'a,b'", false},
+           {"name\na|b\n", "line 2: invalid value 'a|b'", false},
+           {"name\n\"a\nb\"\nc\n", "line 2: invalid value 'a\\nb'", false},
+           {"name\n" + std::string(2048, 'x') + "\n",
+            "line 2: a value is longer than the store's 2047", false},
+           {"id,name\n1,a\n-1,b\n", "line 3: invalid record id '-1'", true},
+           {"id,name\n2147483648,a\n", "line 2: invalid record id", true}}) {
+    std::vector<std::string> args = {"--root", db_, "import", "hosts", "-"};
+    if (c.put) args.push_back("--put");
+    Result got = run(args, c.input);
+    EXPECT_EQ(got.status, 2) << c.input;
+    EXPECT_NE(got.err.find(c.text), std::string::npos) << c.input << "\n" << got.err;
+    EXPECT_EQ(got.out, "") << c.input;
+  }
+  EXPECT_EQ(snapshot(), before);
+  expectRows({{{"import", "hosts", at("none.csv")}, 1, "cannot read " + at("none.csv")}});
+
+  // Ids are allocated, or kept with --put; unnamed columns stay empty; cells
+  // come quoted as csv output quotes them, with "\r\n" line ends too.
+  writeFile("rows.csv", "port,id,name\r\n9,77,\"say \"\"hi\"\"\"\r\n,78, b \n");
+  expectRows({{{"import", "hosts", at("rows.csv")}, 0, "3\n4\nimported 2 records into hosts"},
+              {{"-q", "import", "hosts", at("rows.csv"), "--put"}, 0, "77\n78\n"}});
+  EXPECT_EQ(readFile(data("hosts/3")), "say \"hi\"|9|");
+  EXPECT_EQ(readFile(data("hosts/78")), "b||");
+  // A table's csv dump imports into another of the same columns as it was.
+  expectRows({{{"add-table", "copy", "id(int),name(varchar),port(int)"}, 0, "added"}});
+  Result dump = run({"--root", db_, "dump", "hosts", "--format", "csv"});
+  Result imported = run({"--root", db_, "import", "copy", "-", "--put"}, dump.out);
+  EXPECT_EQ(imported.status, 0) << imported.err;
+  EXPECT_EQ(run({"--root", db_, "dump", "copy", "--format", "csv"}).out, dump.out);
+}
+
+TEST_F(ToolTest, SqlDumpLoadsIntoSqlite) {
+  if (system("command -v sqlite3 >/dev/null 2>&1") != 0) GTEST_SKIP() << "no sqlite3";
+  createDatabase();
+  expectRows({{{"put", "notes", "5", "it's \"x\""}, 0, "wrote"},
+              {{"add", "hosts", "web,n/a"}, 0, "3\n"},
+              {{"add-table", "odd\"name", "id(int)"}, 0, "added"}});
+  Result dump = run({"--root", db_, "dump", "--format", "sql"});
+  ASSERT_EQ(dump.status, 0) << dump.err;
+  writeFile("dump.sql", dump.out);
+  std::string query = "sqlite3 " + at("copy.db") + " < " + at("dump.sql") + " && sqlite3 " +
+                      at("copy.db") +
+                      " 'SELECT id, name, port, typeof(port) FROM hosts; SELECT * FROM notes;'"
+                      " > " +
+                      at("select.txt");
+  ASSERT_EQ(system(query.c_str()), 0) << dump.out;
+  // A whole number is an integer, other values of the column stay text.
+  EXPECT_EQ(readFile("select.txt"),
+            "1|h1|8080|integer\n2|db01|7|integer\n3|web|n/a|text\n5|it's \"x\"\n");
 }
 
 }  // namespace

@@ -27,9 +27,7 @@ bool readsBackWhole(const std::string& text) {
 
 // Seeding takes a record's name from its first value as a number, and writes
 // the file under that number's own text: only such a name comes back as it was.
-bool isPlainId(const std::string& name) {
-  return isWholeNumber(name, Kind::Int) && name[0] != '-';
-}
+bool isPlainId(const std::string& name) { return isWholeNumber(name, Kind::Int) && name[0] != '-'; }
 
 // A value inside a seed record: seeding splits at ",", trims each value and
 // replaces the {{$tal...}} placeholders.
