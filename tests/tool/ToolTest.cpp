@@ -214,7 +214,10 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
        "{\"id\": \"3\", \"name\": \"web02\", \"port\": \"9090\"}\n"},
       {{"get", "hosts", "3", "port"}, 0, "9090\n"},
       {{"get", "hosts", "3", "colour"}, 1, "has no column 'colour'"},
-      {{"update", "hosts", "3", " port = 1", "name=web9"}, 0, "updated record 3 of hosts\n"},
+      {{"update", "hosts", "3", " port = 1", "name=web9"},
+       0,
+       "updated record 3 of hosts (changed: port, name)\n"},
+      {{"update", "hosts", "3", "port=1"}, 0, "updated record 3 of hosts (no value changed)\n"},
       {{"get", "hosts", "3", "--format", "csv"}, 0, "id,name,port\n3,web9,1\n"},
       {{"delete", "hosts", "3"}, 0, "deleted record 3 of hosts\n"},
       {{"count", "hosts"}, 0, "4\n"},
@@ -246,14 +249,12 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
 
 TEST_F(ToolTest, LibraryFailuresShowStatusAndMessage) {
   createDatabase();
+  writeFile(data("hosts/5"), "");
   expectRows({
-      {{"add", "hosts", "only-one"},
+      {{"-v", "get", "hosts", "5"},
        1,
-       "taldb: add hosts only-one: failed (status 11): record's syntax error \n"},
-      {{"-v", "update", "hosts", "1", "colour=red"},
-       1,
-       "libtaldb error 11: can't get column by key [colour]\ntaldb: update hosts 1 colour=red: "
-       "failed (status 11): can't get column by key [colour]\n"},
+       "libtaldb error 16: record length is 0, error\ntaldb: get hosts 5: failed (status 16): "
+       "record length is 0, error\n"},
       {{"add-table", "sizes", "n(int), size(bigint)"}, 1, "failed (status 1): unknown column type"},
       {{"list", "nosuch"}, 1, "no table 'nosuch'"},
   });
