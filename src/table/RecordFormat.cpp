@@ -78,14 +78,27 @@ bool IsWholeRecord(const char* line, size_t length, size_t columns) {
   return closed >= fields;
 }
 
+long FirstCutField(char* line) {
+  char* cursor = line;
+  long position = 0;
+  for (; char* field = StringGetNextA(&cursor, '|'); ++position)
+    if (!IsWholeValue(strlen(field))) return position;
+  return -1;
+}
+
+char* RecordValues::next() {
+  char* item = StringGetNextA(&m_cursor, ',');
+  if (item != nullptr) CUtils::trim(item);
+  return item;
+}
+
 bool ParseRecordText(const char* text, bool idFirst, RecordText& out) {
   char* copy = strdup(text);
   if (copy == nullptr) return false;
   bool stored = true;
   char token[kValueLimit];
-  char* cursor = copy;
-  while (char* item = StringGetNextA(&cursor, ',')) {
-    CUtils::trim(item);
+  RecordValues values(copy);
+  while (char* item = values.next()) {
     guxstrcpy(token, item, sizeof(token));
     if (++out.values == 1 && idFirst) {
       out.id = RecordNumber(token);

@@ -49,6 +49,15 @@ class RecordFields {
 // write cut short fails this test.
 bool IsWholeRecord(const char* line, size_t length, size_t columns);
 
+// Whether a value of that many bytes is stored and read back whole: a longer
+// one is cut to kValueLimit - 1 bytes when it is added or read.
+inline bool IsWholeValue(size_t length) { return length < kValueLimit; }
+
+// The position of the first field of a record line that is too long to be
+// read back whole (0 for the second column), or -1 when every field fits.
+// Splits the line in place.
+long FirstCutField(char* line);
+
 // ---- Record text of addRecord: comma-separated values, each trimmed and cut
 // to 2047 bytes; with idFirst the first value is the record's id (its atol
 // value), not stored.
@@ -57,6 +66,17 @@ struct RecordText {
   unsigned int id = 0;  // the first value's number, when idFirst
   long values = 0;      // every value counted, the id included
   TextBuffer content;   // the record line of the stored values
+};
+
+// The values of a record text, one at a time: each trimmed in place, not yet
+// cut. Null at the end; a trailing comma adds no empty value.
+class RecordValues {
+ public:
+  explicit RecordValues(char* text) : m_cursor(text) {}
+  char* next();
+
+ private:
+  char* m_cursor;
 };
 
 // Fills out from text. False when memory ran out.

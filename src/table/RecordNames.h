@@ -22,6 +22,13 @@ inline bool IsMarkedName(const char* name) {
 // What the durable write appends to a record's path for its temporary file.
 constexpr const char kTempSuffix[] = ".tmp";
 
+// Whether a name is a durable write's temporary file ("12.tmp"): a leftover
+// of an interrupted write, never a record of its own.
+inline bool IsTempName(const char* name) {
+  size_t length = strlen(name), suffix = sizeof(kTempSuffix) - 1;
+  return length > suffix && strcmp(name + length - suffix, kTempSuffix) == 0;
+}
+
 // Logs the line every scan gives a marked name.
 void ReportMarkedName(const char* name);
 

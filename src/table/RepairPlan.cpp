@@ -18,9 +18,8 @@ namespace {
 
 // The record path a leftover belongs to: its own path without ".tmp".
 bool RecordPathOf(const char* dir, const char* name, char* out) {
-  size_t length = strlen(name);
-  size_t suffix = strlen(kTempSuffix);
-  if (length <= suffix || strcmp(name + length - suffix, kTempSuffix) != 0) return false;
+  if (!IsTempName(name)) return false;
+  size_t length = strlen(name), suffix = strlen(kTempSuffix);
   snprintf(out, kPathLimit, "%s%s%.*s", dir, "/", static_cast<int>(length - suffix), name);
   return true;
 }

@@ -20,14 +20,9 @@ namespace {
 using TalDB::kDataDir;
 using TalDB::kSchemaDir;
 
-// The entries of a directory, "." and ".." left out, sorted.
 std::vector<std::string> listDirectory(const std::string& path) {
   std::vector<std::string> names;
-  TalDB::CDirIterator dir;
-  if (dir.open(path.c_str()) != 0) return names;
-  while (const struct dirent* entry = dir.read())
-    if (!TalDB::IsDotEntry(entry->d_name)) names.push_back(entry->d_name);
-  std::sort(names.begin(), names.end());
+  readDirectory(path, names);
   return names;
 }
 
@@ -132,19 +127,16 @@ class Inspector {
   // The store's own reader decides; the file is looked at only to say why.
   void inspectRecord(TalDB::CTable& table, const std::string& where, const std::string& name) {
     int status = table.readRecord(name.c_str());
-    if (status == 0) return;
-    long fields = status == 8 ? -1 : countFields(at(where));
-    long needed = table.columns().empty() ? 0 : table.columns().size() - 1;
-    if (fields < 0) {
-      reportUnrepaired(where, "record file cannot be opened");
-    } else if (fields == 0) {
-      reportUnrepaired(where, "record file is empty");
-    } else if (fields < needed) {
-      reportUnrepaired(where, "record has too few fields (" + std::to_string(fields) + " of " +
-                                  std::to_string(needed) + ")");
-    } else {
-      reportUnrepaired(where, "record cannot be read (status " + std::to_string(status) + ")");
-    }
+    if (status != 0) return reportUnrepaired(where, unreadableRecord(table, at(where), status));
+    long cut = longField(at(where));
+    if (cut < 0) return;
+    report(where,
+           "the value of column " +
+               std::string(
+                   table.columns()[std::min<size_t>(cut + 1, table.columns().size() - 1)]->name()) +
+               " is longer than the " + std::to_string(TalDB::kValueLimit - 1) +
+               " bytes a value keeps: the next read or update cuts it; 'taldb repair' "
+               "does not fix it: copy the value out of the file, then store a shorter one");
   }
 
   Context& ctx_;
@@ -153,6 +145,33 @@ class Inspector {
 };
 
 }  // namespace
+
+bool readDirectory(const std::string& path, std::vector<std::string>& names) {
+  TalDB::CDirIterator dir;
+  if (dir.open(path.c_str()) != 0) return false;
+  while (const struct dirent* entry = dir.read())
+    if (!TalDB::IsDotEntry(entry->d_name)) names.push_back(entry->d_name);
+  std::sort(names.begin(), names.end());
+  return true;
+}
+
+long longField(const std::string& path) {
+  TalDB::LineReader reader;
+  if (reader.read(path.c_str()) != TalDB::LineReader::kRead) return -1;
+  return TalDB::FirstCutField(reader.data());
+}
+
+std::string unreadableRecord(TalDB::CTable& table, const std::string& path, int status) {
+  long fields = status == 8 ? -1 : countFields(path);
+  long needed = table.columns().empty() ? 0 : table.columns().size() - 1;
+  if (fields < 0) return "record file cannot be opened";
+  if (fields == 0) return "record file is empty";
+  if (fields < needed) {
+    return "record has too few fields (" + std::to_string(fields) + " of " +
+           std::to_string(needed) + ")";
+  }
+  return "record cannot be read (status " + std::to_string(status) + ")";
+}
 
 bool pathExists(const std::string& path) {
   struct stat info;

@@ -235,6 +235,23 @@ std::string parseAssignments(const std::vector<std::string>& args);
 // that would break the schema line ("|", "[", "]", line feed).
 std::string checkColumnSpec(const std::vector<std::string>& args);
 
+// ---- The checks against a table's schema, with the store's own splitting,
+// so that nothing is written that would not read back whole. UsageErrors.
+
+// A value for a column: no "|", and not longer than the store keeps. The
+// message starts with where and names the column.
+void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
+                      const std::string& value);
+// The record text given to addRecord: one value per column (the id first when
+// idFirst, else the columns after the first), each checked.
+void checkRecordValues(const TalDB::CTable& table, const std::string& text, bool idFirst);
+// The seed records of every table of a description file, before create.
+void checkDescriptionRecords(const std::string& file);
+// A condition (kind "condition") or an assignment list (kind "assignment"):
+// complete COLUMN=VALUE terms naming columns of the table; an assignment may
+// not change the first column.
+void checkTerms(TalDB::CTable& table, const std::string& text, const char* kind);
+
 // Text in single quotes with line feeds shown as "\n", for messages.
 std::string quoted(const std::string& text);
 
@@ -277,8 +294,33 @@ std::vector<std::string> markedNames(const std::string& directory);
 // The registered tables, sorted by name.
 std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
 // The records of a table that match a condition (null for all), sorted by
-// record name, with the column names as header.
+// record name, with the column names as header. Each entry of the table
+// directory that is not a readable record is reported on the error stream.
 Rows recordRows(Context& ctx, TalDB::CTable& table, const char* condition);
+
+// What a table directory holds, read entry by entry with the store's reader:
+// the rows that match (in directory order) and, for every other entry, a
+// line "TABLE/NAME: why it is not a readable record". A Failure when the
+// directory cannot be opened.
+struct Listing {
+  Rows rows;
+  std::vector<std::string> skipped;
+};
+Listing readRecords(Context& ctx, TalDB::CTable& table, const char* condition);
+// Why the entry `name` of a table directory is not a readable record, or ""
+// when it is one; its values are then the table's current record.
+std::string recordProblem(TalDB::CTable& table, const std::string& name);
+// Why a record file that the store failed to read with this status is not
+// readable: cannot be opened, empty, too few fields.
+std::string unreadableRecord(TalDB::CTable& table, const std::string& path, int status);
+// The position of the first value of a record file too long to be read back
+// whole (0 for the second column), or -1.
+long longField(const std::string& path);
+// The entries of a directory, "." and ".." left out, sorted; false when it
+// cannot be opened.
+bool readDirectory(const std::string& path, std::vector<std::string>& names);
+std::vector<std::string> columnNames(const TalDB::CTable& table);
+std::vector<std::string> currentValues(const TalDB::CTable& table);
 
 }  // namespace taldb_cli
 

@@ -8,6 +8,8 @@
 
 #include "column/TypeWords.h"
 #include "database/SectionList.h"
+#include "table/RecordFormat.h"
+#include "util/FileSystem.h"
 
 namespace taldb_cli {
 
@@ -35,6 +37,88 @@ bool recordNameLess(const std::string& a, const std::string& b) {
   return a < b;
 }
 
+std::string action(const Context& ctx) {
+  std::string text = ctx.options().command;
+  for (const std::string& arg : ctx.args()) text += " " + arg;
+  return text;
+}
+
+bool recordFileExists(const CTable& table, const std::string& name) {
+  return pathExists(joinPath(table.path(), name));
+}
+
+// The store deletes a record that is not there without complaint and would
+// take a directory for a record; a person who names a record that does not
+// exist, or an entry that is no record file, is told so, whatever the command.
+void requireRecord(Context& ctx, const CTable& table, const std::string& name) {
+  if (!recordFileExists(table, name)) throw Failure(action(ctx) + ": no such record");
+  if (TalDB::IsDirectory(joinPath(table.path(), name).c_str()))
+    throw Failure(action(ctx) + ": " + name + " is a directory, not a record file");
+}
+
+// A write is reported once its record file is there to read.
+void requireWritten(Context& ctx, const CTable& table, const std::string& name) {
+  if (!recordFileExists(table, name)) {
+    throw Failure(action(ctx) + ": the store reported success, but there is no record file " +
+                  joinPath(table.path(), name));
+  }
+}
+
+// The store reads a value longer than it keeps cut and would write it back
+// cut: such a record is not updated.
+void refuseLongValue(Context& ctx, const CTable& table, const std::string& name) {
+  long cut = longField(joinPath(table.path(), name));
+  if (cut < 0 || static_cast<size_t>(cut) + 1 >= table.columns().size()) return;
+  throw Failure(action(ctx) + ": the value of column " + table.columns()[cut + 1]->name() +
+                " is longer than the " + std::to_string(TalDB::kValueLimit - 1) +
+                " bytes the store keeps, and an update would write it back cut; see 'taldb "
+                "check'");
+}
+
+// The columns an assignment list sets, with the values the store makes of
+// them (the last assignment to a column wins).
+std::vector<std::pair<std::string, std::string>> assignedValues(const std::string& text) {
+  std::vector<std::pair<std::string, std::string>> assigned;
+  std::string copy = text;
+  TalDB::TermList terms(&copy[0]);
+  char *name, *value;
+  while (terms.next(&name, &value)) {
+    if (name == nullptr || value == nullptr) continue;
+    auto same = [&](const auto& entry) { return entry.first == name; };
+    assigned.erase(std::remove_if(assigned.begin(), assigned.end(), same), assigned.end());
+    assigned.push_back({name, value});
+  }
+  return assigned;
+}
+
+// The records as a listing shows them, so that counts and listings agree.
+int countRecords(Context& ctx, CTable& table) {
+  return static_cast<int>(readRecords(ctx, table, nullptr).rows.rows.size());
+}
+
+void printSkipped(Context& ctx, const std::vector<std::string>& skipped) {
+  for (const std::string& line : skipped) ctx.err() << "taldb: skipped " << line << "\n";
+}
+
+// Checks the table names of a description file (every section after the
+// first) before the store creates anything. A file it cannot list is left
+// for the store to report.
+void checkDescriptionTables(Context& ctx, const std::string& file) {
+  // A look-ahead of the tool's own, not an operation that was asked for:
+  // what the library logs meanwhile is not shown, even with --verbose.
+  LibraryLog quiet(false, ctx.err());
+  TalDB::SectionList sections;
+  if (sections.read(file.c_str()) != 0 || sections.next() == nullptr) return;
+  while (const char* name = sections.next()) checkTableName(name);
+  checkDescriptionRecords(file);
+}
+
+}  // namespace
+
+std::string plural(size_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
 std::vector<std::string> columnNames(const CTable& table) {
   std::vector<std::string> names;
   for (const CColumn* column : table.columns()) names.push_back(column->name());
@@ -48,48 +132,6 @@ std::vector<std::string> currentValues(const CTable& table) {
   return values;
 }
 
-std::string action(const Context& ctx) {
-  std::string text = ctx.options().command;
-  for (const std::string& arg : ctx.args()) text += " " + arg;
-  return text;
-}
-
-bool recordFileExists(const CTable& table, const std::string& name) {
-  return pathExists(joinPath(table.path(), name));
-}
-
-// The store deletes a record that is not there without complaint; a person
-// who names a record that does not exist is told so, whatever the command.
-void requireRecord(Context& ctx, const CTable& table, const std::string& name) {
-  if (!recordFileExists(table, name)) throw Failure(action(ctx) + ": no such record");
-}
-
-int countRecords(Context& ctx, CTable& table) {
-  int count = table.records();
-  if (count < 0)
-    throw Failure(action(ctx) + ": failed (status -1): the table directory cannot be opened");
-  ctx.log().clear();
-  return count;
-}
-
-// Checks the table names of a description file (every section after the
-// first) before the store creates anything. A file it cannot list is left
-// for the store to report.
-void checkDescriptionTables(Context& ctx, const std::string& file) {
-  // A look-ahead of the tool's own, not an operation that was asked for:
-  // what the library logs meanwhile is not shown, even with --verbose.
-  LibraryLog quiet(false, ctx.err());
-  TalDB::SectionList sections;
-  if (sections.read(file.c_str()) != 0 || sections.next() == nullptr) return;
-  while (const char* name = sections.next()) checkTableName(name);
-}
-
-}  // namespace
-
-std::string plural(size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
   std::vector<CTable*> tables = db.tables();
   std::sort(tables.begin(), tables.end(),
@@ -98,14 +140,10 @@ std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
 }
 
 Rows recordRows(Context& ctx, CTable& table, const char* condition) {
-  Rows rows;
-  rows.header = columnNames(table);
+  Listing listing = readRecords(ctx, table, condition);
+  printSkipped(ctx, listing.skipped);
+  Rows rows = std::move(listing.rows);
   rows.kinds = columnKinds(table);
-  int status = table.ListRecordsStart(condition);
-  for (; status == 0; status = table.ListRecordsNext(condition))
-    rows.rows.push_back(currentValues(table));
-  if (status != 12) ctx.require(status, std::string("list ") + table.name());
-  ctx.log().clear();
   std::sort(rows.rows.begin(), rows.rows.end(),
             [](const std::vector<std::string>& a, const std::vector<std::string>& b) {
               return !a.empty() && !b.empty() && recordNameLess(a[0], b[0]);
@@ -123,9 +161,16 @@ int cmdCreate(Context& ctx) {
   int status = ctx.openRoot();
   std::string root = ctx.db().path();
   if (status != 10) throw Failure("create: a database exists already under " + root);
-  ctx.require(ctx.db().Create(description.c_str(), id,
-                              options.host.empty() ? nullptr : options.host.c_str()),
-              "create " + root);
+  status = ctx.db().Create(description.c_str(), id,
+                           options.host.empty() ? nullptr : options.host.c_str());
+  if (status != 0 && pathExists(joinPath(root, TalDB::kContainerDir))) {
+    // The store leaves what it made so far; create refuses an existing root.
+    ctx.require(status, "create " + root +
+                            " (the partial database stays: remove it with 'taldb "
+                            "--root " +
+                            root + " drop --yes' and create again)");
+  }
+  ctx.require(status, "create " + root);
   ctx.require(ctx.db().open(), "open " + root);
 
   std::string names;
@@ -143,12 +188,22 @@ int cmdTables(Context& ctx) {
   rows.kinds = {Kind::Text, Kind::BigInt, Kind::BigInt};
   std::string unreadable;
   for (CTable* table : sortedTables(ctx.db())) {
-    int count = table->records();
-    if (count < 0) unreadable += std::string(" ") + table->name();
-    rows.rows.push_back({table->name(), std::to_string(table->columns().size()),
-                         count < 0 ? "?" : std::to_string(count)});
+    std::string count = "?";
+    try {
+      Listing listing = readRecords(ctx, *table, nullptr);
+      count = std::to_string(listing.rows.rows.size());
+      // Counted as 'list' shows them; what it skips is said, not counted.
+      if (!listing.skipped.empty()) {
+        ctx.err() << "taldb: " << table->name() << ": "
+                  << plural(listing.skipped.size(), "entry is", "entries are")
+                  << " not a readable record and not counted; see 'taldb list " << table->name()
+                  << "'\n";
+      }
+    } catch (const Failure&) {
+      unreadable += std::string(" ") + table->name();
+    }
+    rows.rows.push_back({table->name(), std::to_string(table->columns().size()), count});
   }
-  ctx.log().clear();
   printRows(ctx.out(), rows, ctx.style());
   if (!unreadable.empty()) {
     throw Failure("tables: cannot read the directory of" + unreadable + "; run 'taldb check'");
@@ -170,9 +225,12 @@ int cmdSchema(Context& ctx) {
 
 int cmdList(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
+  bool filtered = ctx.args().size() > 1;
   std::string condition = ctx.arg(1);
-  printRows(ctx.out(), recordRows(ctx, table, ctx.args().size() > 1 ? condition.c_str() : nullptr),
-            ctx.style());
+  // The store ends a condition silently at a term it cannot read and finds
+  // nothing for a column it does not have; a person is told instead.
+  if (filtered) checkTerms(table, condition, "condition");
+  printRows(ctx.out(), recordRows(ctx, table, filtered ? condition.c_str() : nullptr), ctx.style());
   return kExitOk;
 }
 
@@ -210,15 +268,19 @@ int cmdGet(Context& ctx) {
 
 int cmdCount(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
-  ctx.out() << countRecords(ctx, table) << "\n";
+  Listing listing = readRecords(ctx, table, nullptr);
+  printSkipped(ctx, listing.skipped);
+  ctx.out() << listing.rows.rows.size() << "\n";
   return kExitOk;
 }
 
 int cmdAdd(Context& ctx) {
   std::string text = joinValues(splitValues(argsFrom(ctx, 1)));
   CTable& table = ctx.table(ctx.arg(0));
+  checkRecordValues(table, text, false);
   int id = 0;
   ctx.require(table.addRecord(text.c_str(), &id, 0), action(ctx));
+  requireWritten(ctx, table, std::to_string(id));
   ctx.out() << id << "\n";
   return kExitOk;
 }
@@ -227,19 +289,60 @@ int cmdPut(Context& ctx) {
   std::vector<std::string> values = splitValues(argsFrom(ctx, 1));
   values.front() = std::to_string(parseRecordId(values.front()));
   CTable& table = ctx.table(ctx.arg(0));
+  checkRecordValues(table, joinValues(values), true);
   bool replaced = recordFileExists(table, values.front());
+  if (replaced) requireRecord(ctx, table, values.front());
   ctx.require(table.addRecord(joinValues(values).c_str(), nullptr, 0), action(ctx));
+  requireWritten(ctx, table, values.front());
   ctx.note() << "wrote record " << values.front() << " of " << table.name()
              << (replaced ? " (replaced the earlier one)" : "") << "\n";
   return kExitOk;
 }
 
+namespace {
+
+// The value of a column of the table's current record.
+std::string currentValue(CTable& table, const std::string& column) {
+  const CColumn* found = table.getcolumn(column.c_str());
+  return found != nullptr && found->data() != nullptr ? found->data() : "";
+}
+
+// Reads the record back and names the columns whose stored value changed; a
+// Failure when the disk does not hold what was assigned.
+std::string changedColumns(Context& ctx, CTable& table, const std::string& name,
+                           const std::vector<std::pair<std::string, std::string>>& before,
+                           const std::string& assignments) {
+  ctx.require(table.readRecord(name.c_str()), action(ctx) + ": reading the record back");
+  std::string changed;
+  for (const auto& entry : assignedValues(assignments)) {
+    std::string stored = currentValue(table, entry.first);
+    if (stored != entry.second)
+      throw Failure(action(ctx) + ": the record file holds " + entry.first + "=" + quoted(stored) +
+                    " after the update");
+    for (const auto& old : before)
+      if (old.first == entry.first && old.second != stored)
+        changed += (changed.empty() ? "" : ", ") + old.first;
+  }
+  return changed;
+}
+
+}  // namespace
+
 int cmdUpdate(Context& ctx) {
   std::string assignments = parseAssignments(argsFrom(ctx, 2));
+  checkRecordName(ctx.arg(1));
+  checkTerms(ctx.table(ctx.arg(0)), assignments, "assignment");
   std::string name;
   CTable& table = namedRecord(ctx, name);
+  refuseLongValue(ctx, table, name);
+  ctx.require(table.readRecord(name.c_str()), action(ctx));
+  std::vector<std::pair<std::string, std::string>> before;
+  for (const auto& entry : assignedValues(assignments))
+    before.push_back({entry.first, currentValue(table, entry.first)});
   ctx.require(table.updateRecord(name.c_str(), assignments.c_str()), action(ctx));
-  ctx.note() << "updated record " << name << " of " << table.name() << "\n";
+  std::string changed = changedColumns(ctx, table, name, before, assignments);
+  ctx.note() << "updated record " << name << " of " << table.name()
+             << (changed.empty() ? " (no value changed)" : " (changed: " + changed + ")") << "\n";
   return kExitOk;
 }
 
@@ -247,6 +350,11 @@ int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   ctx.require(table.deleteRecord(name.c_str()), action(ctx));
+  // The store does not say whether the file went.
+  if (recordFileExists(table, name)) {
+    throw Failure(action(ctx) + ": the record file " + joinPath(table.path(), name) +
+                  " could not be removed and is still there");
+  }
   ctx.note() << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
 }
@@ -287,10 +395,23 @@ int cmdDropTable(Context& ctx) {
 
 int cmdClear(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
-  int before = countRecords(ctx, table);
+  std::vector<std::string> records;
+  for (const auto& row : readRecords(ctx, table, nullptr).rows.rows) records.push_back(row[0]);
+  std::vector<std::string> before, after;
+  readDirectory(table.path(), before);
   ctx.require(table.clear(), action(ctx));
-  ctx.note() << "cleared table " << table.name() << ": " << plural(before, "record", "records")
+  // The store passes over what it cannot remove: what was removed is what the
+  // directory no longer holds.
+  readDirectory(table.path(), after);
+  size_t removed = 0;
+  for (const std::string& name : records)
+    removed += !std::binary_search(after.begin(), after.end(), name);
+  std::string kept;
+  for (const std::string& name : before)
+    if (std::binary_search(after.begin(), after.end(), name)) kept += " " + name;
+  ctx.note() << "cleared table " << table.name() << ": " << plural(removed, "record", "records")
              << " removed\n";
+  if (!kept.empty()) throw Failure(action(ctx) + ": could not remove" + kept);
   return kExitOk;
 }
 
@@ -305,20 +426,43 @@ int cmdDrop(Context& ctx) {
   return kExitOk;
 }
 
+namespace {
+
+// The store's recovery stops at the first table, in catalogue order, whose
+// directory it cannot open, without naming it: the tool finds it.
+std::string recoverStop(Context& ctx, int status) {
+  for (const CTable* table : ctx.db().tables()) {
+    if (!TalDB::IsDirectory(table->path())) {
+      return "recover: stopped at table " + std::string(table->name()) + ": its directory " +
+             table->path() + " cannot be opened (status " + std::to_string(status) +
+             "); the tables after it were not recovered; run 'taldb check'";
+    }
+  }
+  ctx.require(status, "recover");
+  return "";
+}
+
+}  // namespace
+
 int cmdRecover(Context& ctx) {
   ctx.openDatabase();
   std::vector<std::pair<CTable*, std::string>> marked;
   for (CTable* table : sortedTables(ctx.db())) {
     for (const std::string& name : markedNames(table->path())) marked.push_back({table, name});
   }
-  ctx.require(ctx.db().recover(), "recover");
+  int status = ctx.db().recover();
+  std::string kept;
   int removed = 0;
   for (const auto& entry : marked) {
-    if (!recordFileExists(*entry.first, entry.second)) {
-      ctx.note() << "removed " << entry.first->name() << "/" << entry.second << "\n";
+    bool gone = !recordFileExists(*entry.first, entry.second);
+    if (gone) ctx.note() << "removed " << entry.first->name() << "/" << entry.second << "\n";
+    if (gone)
       ++removed;
-    }
+    else
+      kept += std::string(" ") + entry.first->name() + "/" + entry.second;
   }
+  if (status != 0) throw Failure(recoverStop(ctx, status));
+  if (!kept.empty()) throw Failure("recover: could not remove" + kept);
   ctx.note() << "recovered " << plural(ctx.db().tableCount(), "table", "tables") << ": "
              << plural(removed, "marked entry", "marked entries") << " removed\n";
   return kExitOk;

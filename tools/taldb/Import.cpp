@@ -119,7 +119,7 @@ std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::stri
 }
 
 // One row's values in schema order (the first being its id with --put),
-// checked as add and put check theirs.
+// each checked for what would split it.
 std::vector<std::string> rowValues(const CsvRow& row, const std::vector<int>& map, size_t width) {
   if (row.cells.size() != map.size()) {
     throw UsageError(plural(row.cells.size(), "cell", "cells") + " where the header has " +
@@ -129,9 +129,6 @@ std::vector<std::string> rowValues(const CsvRow& row, const std::vector<int>& ma
   for (size_t i = 0; i < map.size(); ++i) {
     if (map[i] < 0) continue;
     checkValue(row.cells[i]);
-    if (row.cells[i].size() >= TalDB::kValueLimit)
-      throw UsageError("a value is longer than the store's " +
-                       std::to_string(TalDB::kValueLimit - 1) + " bytes");
     values[map[i]] = row.cells[i];
   }
   if (std::find(map.begin(), map.end(), 0) != map.end())
@@ -163,6 +160,9 @@ int cmdImport(Context& ctx) {
   for (size_t i = 1; i < rows.size(); ++i) {
     try {
       records.push_back(rowValues(rows[i], map, columns.size()));
+      // The checks add and put make: each value by its column, the count.
+      checkRecordValues(
+          table, recordText(records.back().begin() + (put ? 0 : 1), records.back().end()), put);
     } catch (const UsageError& error) {
       throw UsageError(source + " line " + std::to_string(rows[i].line) + ": " + error.what());
     }

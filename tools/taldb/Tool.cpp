@@ -32,34 +32,46 @@ const Command kCommands[] = {
      "Every section after the first of the description file is a table: its 'schema' key\n"
      "lists the columns and its keys rec_1, rec_2, ... are seed records. In them\n"
      "{{$talid}} becomes the --id number (default 1) and {{$talhost}} the --host text\n"
-     "(default 127.0.0.1). Refused when a database exists already under the root.\n",
+     "(default 127.0.0.1). Refused when a database exists already under the root. Seed\n"
+     "records are checked against their schema before anything is made; a create that\n"
+     "fails later leaves a partial database and says how to remove it.\n",
      1, 1, kOptRoot | kOptCreate, cmdCreate},
-    {"tables", "", "each table with its column count and record count", "", 0, 0,
-     kOptRoot | kOptFormat, cmdTables},
+    {"tables", "", "each table with its column count and record count",
+     "Records are counted as 'list' shows them; a table whose directory holds other\n"
+     "entries gets a line on standard error.\n",
+     0, 0, kOptRoot | kOptFormat, cmdTables},
     {"schema", "TABLE", "the columns of a table and their types",
      "The first column holds each record's name, which is its file name.\n", 1, 1,
      kOptRoot | kOptFormat, cmdSchema},
     {"list", "TABLE [CONDITION]", "the records of a table, or those matching a condition",
      "A condition is COLUMN=VALUE terms joined by ',', all of which must hold, compared\n"
-     "as exact text: 'port=8080,name=web01'.\n",
+     "as exact text: 'port=8080,name=web01'. Every term must name a column of the table.\n"
+     "Entries of the table directory that are not readable records (directories, marked\n"
+     "names, .tmp leftovers, unreadable or short files) are named on standard error.\n",
      1, 2, kOptRoot | kOptFormat, cmdList},
     {"get", "TABLE ID [COLUMN]", "one record, or one of its values",
      "With COLUMN only the value is printed, as it is stored.\n", 2, 3, kOptRoot | kOptFormat,
      cmdGet},
-    {"count", "TABLE", "the number of records of a table", "", 1, 1, kOptRoot, cmdCount},
+    {"count", "TABLE", "the number of records of a table",
+     "Counted as 'list' shows them; the entries it skips are named on standard error.\n", 1, 1,
+     kOptRoot, cmdCount},
     {"add", "TABLE VALUES", "add a record under the next free id and print the id",
      "VALUES are the columns after the first, in schema order: one comma-separated\n"
      "argument ('web01,8080') or one argument each (web01 8080). A value must not contain\n"
-     "'|', ',' or a line feed; put '--' before values that begin with '-'.\n",
+     "'|', ',' or a line feed, nor be longer than 2047 bytes; the number of values must\n"
+     "match the schema. Put '--' before values that begin with '-'.\n",
      2, kMany, kOptRoot, cmdAdd},
     {"put", "TABLE ID,VALUES", "write a record under a given id, replacing any record of that id",
      "ID is a whole number from 0 to 2147483647, followed by the values of the other\n"
      "columns, given as for 'add'.\n",
      2, kMany, kOptRoot, cmdPut},
     {"update", "TABLE ID COLUMN=VALUE[,...]", "change columns of a record",
-     "The first column is the record's name and is not changed by an update.\n", 3, kMany, kOptRoot,
-     cmdUpdate},
-    {"delete", "TABLE ID", "delete a record", "", 2, 2, kOptRoot, cmdDelete},
+     "The first column is the record's name and cannot be updated; every column must be\n"
+     "one of the table's. Prints the columns whose stored value changed. A record holding\n"
+     "a value longer than 2047 bytes is not updated: it would be written back cut.\n",
+     3, kMany, kOptRoot, cmdUpdate},
+    {"delete", "TABLE ID", "delete a record",
+     "Exit status 1 when the record file is still there afterwards.\n", 2, 2, kOptRoot, cmdDelete},
     {"seed", "TABLE FILE.ini", "add the records rec_1, rec_2, ... of the table's section in FILE",
      "Each seed record begins with its id; a record of the same id is replaced.\n", 2, 2, kOptRoot,
      cmdSeed},
@@ -68,16 +80,17 @@ const Command kCommands[] = {
      kOptRoot, cmdAddTable},
     {"drop-table", "TABLE", "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
      kOptRoot, cmdDropTable},
-    {"clear", "TABLE", "delete every record of a table", "", 1, 1, kOptRoot, cmdClear},
+    {"clear", "TABLE", "delete every record of a table",
+     "Entries still there afterwards are named, with exit status 1.\n", 1, 1, kOptRoot, cmdClear},
     {"drop", "--yes", "delete the whole database: every table, record and directory", "", 0, 0,
      kOptRoot | kOptYes, cmdDrop},
-    {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table", "",
-     0, 0, kOptRoot, cmdRecover},
+    {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table",
+     "Recovery stops at a table without a directory and names it.\n", 0, 0, kOptRoot, cmdRecover},
     {"check", "", "report problems on disk without changing anything",
      "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
-     "read or have too few fields, schema files that do not load whole, and table\n"
-     "directories and schema files without each other, and says of each whether\n"
-     "'taldb repair' fixes it. Exit status 1 when it finds any.\n",
+     "read, have too few fields or hold a value longer than 2047 bytes, schema files that\n"
+     "do not load whole, and table directories and schema files without each other, and\n"
+     "says of each whether 'taldb repair' fixes it. Exit status 1 when it finds any.\n",
      0, 0, kOptRoot, cmdCheck},
     {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
      "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"

@@ -5,6 +5,7 @@
 
 #include "Cli.h"
 #include "table/RecordFormat.h"
+#include "table/RecordNames.h"
 #include "taldb/CUtils.h"
 
 namespace taldb_cli {
@@ -46,6 +47,12 @@ void checkTableName(const std::string& name) { checkName("table", name); }
 void checkRecordName(const std::string& name) {
   checkName("record", name);
   checkValue(name);
+  // Names the store itself never takes for records, whatever is on disk.
+  if (TalDB::IsMarkedName(name.c_str()) || TalDB::IsTempName(name.c_str())) {
+    throw UsageError("invalid record name " + quoted(name) +
+                     ": names holding '.ADD' or '.UPDATE' and names ending in '.tmp' are "
+                     "leftovers of writes, never records; see 'taldb check'");
+  }
 }
 
 void checkValue(const std::string& value) {
