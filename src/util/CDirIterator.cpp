@@ -50,10 +50,6 @@ void CDirIterator::seek(long position) {
   if (m_dir != nullptr) seekdir(m_dir, position);
 }
 
-int StreamDescriptor(const CDirIterator& stream) {
-  return stream.m_dir != nullptr ? dirfd(stream.m_dir) : -1;
-}
-
 void CDirIterator::rewind() {
   if (m_dir != nullptr) rewinddir(m_dir);
 }

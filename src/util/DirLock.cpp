@@ -1,9 +1,17 @@
 #include "util/DirLock.h"
 
+#include <dirent.h>
+
 #include "taldb/CDirIterator.h"
 #include "util/FileSystem.h"
 
 namespace TalDB {
+
+// Here rather than beside the iterator, so that the rules the tool shares
+// (this lock among them) carry it along.
+int StreamDescriptor(const CDirIterator& stream) {
+  return stream.m_dir != nullptr ? dirfd(stream.m_dir) : -1;
+}
 
 DirLock::~DirLock() {
   if (m_fd < 0) return;
@@ -11,10 +19,10 @@ DirLock::~DirLock() {
   if (m_ownsFd) CloseFile(m_fd);
 }
 
-void DirLock::lockPath(const char* path) {
+void DirLock::lockPath(const char* path, bool shared) {
   int fd = OpenDirectoryForLock(path);
   if (fd < 0) return;
-  if (!LockFile(fd)) {
+  if (!LockFile(fd, shared)) {
     CloseFile(fd);
     return;
   }

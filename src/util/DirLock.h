@@ -4,10 +4,12 @@
 // process (and every separately made table object of one process) writing to
 // the same directory waits for the others.
 //
-// It is advisory: only writers that take it are excluded. Readers never take
-// it, since a rename replaces a record in one step. When the file system has
-// no locks, or the directory cannot be opened, the write goes on without one,
-// exactly as it would in a single process.
+// It is advisory: only writers that take it are excluded. The store's readers
+// never take it. A reader that must not see a write half done (the old record
+// removed, the new one not yet renamed into place), such as the taldb tool
+// checking what a command did, takes it shared: it then waits for writers,
+// and they for it. When the file system has no locks, or the directory cannot
+// be opened, the work goes on without one, exactly as in a single process.
 #ifndef TALDB_UTIL_DIRLOCK_H
 #define TALDB_UTIL_DIRLOCK_H
 
@@ -26,7 +28,7 @@ class DirLock {
   // Locks the directory at path through a descriptor of its own. openat is
   // used instead of open so that the file-system calls of the durable write
   // stay the only open calls a write makes.
-  void lockPath(const char* path);
+  void lockPath(const char* path, bool shared = false);
   // Locks the directory behind an open stream, which a scan opened anyway; the
   // stream stays open, so the lock is released explicitly.
   void lockStream(CDirIterator& stream);

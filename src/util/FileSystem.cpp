@@ -47,10 +47,10 @@ int OpenDirectoryForLock(const char* path) {
   return ::openat(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-bool LockFile(int fd) {
+bool LockFile(int fd, bool shared) {
   int rc;
   do {
-    rc = ::flock(fd, LOCK_EX);
+    rc = ::flock(fd, shared ? LOCK_SH : LOCK_EX);
   } while (rc != 0 && errno == EINTR);
   return rc == 0;
 }

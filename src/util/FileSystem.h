@@ -32,8 +32,9 @@ bool IsDirectory(const char* path);
 // The directory lock: a descriptor of the directory (through openat, so that
 // taking the lock adds no open call to a write), and flock on it. LockFile
 // waits, resumed after EINTR; false when the file system has no locks.
+// Writers lock exclusively; a shared lock waits for them and they for it.
 int OpenDirectoryForLock(const char* path);
-bool LockFile(int fd);
+bool LockFile(int fd, bool shared = false);
 void UnlockFile(int fd);
 
 }  // namespace TalDB

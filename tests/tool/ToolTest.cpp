@@ -2,6 +2,8 @@
 // command line, the exit status it must give, and texts its standard output
 // and standard error must hold; then the files it left on disk.
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <map>
 #include <sstream>
@@ -273,6 +275,34 @@ TEST_F(ToolTest, ListingsSayWhatTheySkipAndCountsAgree) {
   EXPECT_EQ(tables.err,
             "taldb: hosts: 5 entries are not a readable record and not counted; see 'taldb list "
             "hosts'\n");
+}
+
+// Two processes updating one record while a third reads it: no command may
+// see the record half written and report it missing or unreadable.
+TEST_F(ToolTest, CommandsBesideAnotherWriterSeeNoHalfWrittenRecord) {
+  createDatabase();
+  const std::vector<std::vector<std::string>> work = {
+      {"update", "hosts", "1", "name=n"}, {"update", "hosts", "1", "port="}, {"get", "hosts", "1"}};
+  std::vector<pid_t> children;
+  for (size_t w = 0; w < work.size(); ++w) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      for (int i = 0; i < 100; ++i) {
+        std::vector<std::string> args = work[w];
+        args.insert(args.begin(), {"--root", db_});
+        if (w < 2) args.back() += std::to_string(i);
+        if (run(args).status != 0) _exit(1);
+      }
+      _exit(0);
+    }
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  EXPECT_EQ(readFile(data("hosts/1")), "n99|99|");
 }
 
 TEST_F(ToolTest, RootComesFromTheEnvironmentOrAConfigurationFile) {

@@ -109,6 +109,8 @@ class Inspector {
   }
 
   void inspectRecords(TalDB::CTable& table, const std::string& data) {
+    // A write under way is not a leftover: it is waited for.
+    SettledTable settled(table);
     for (const std::string& name : listDirectory(at(data))) {
       std::string where = joinPath(data, name);
       TalDB::RepairAction action =

@@ -7,6 +7,8 @@
 
 #include <taldb/taldb.h>
 
+#include "util/DirLock.h"
+
 #include <istream>
 #include <ostream>
 #include <stdexcept>
@@ -198,6 +200,20 @@ class Context {
   std::ostream silent_{nullptr};  // a stream without a buffer drops what it is given
   LibraryLog log_;
   TalDB::CTalDatabase db_;
+};
+
+// Holds a table directory still while the tool reads it or checks what a
+// command did: a write under way in any process is waited for, and writers
+// wait until the scope ends, so a check never sees a record half written
+// (the old file removed, the new one not yet renamed). Never held across a
+// write of the store, which takes the same lock exclusively and would wait
+// for this one forever.
+class SettledTable {
+ public:
+  explicit SettledTable(const TalDB::CTable& table) { lock_.lockPath(table.path(), true); }
+
+ private:
+  TalDB::DirLock lock_;
 };
 
 // ---- The tool's checks of names and values. The store takes names and values

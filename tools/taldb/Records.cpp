@@ -154,6 +154,9 @@ std::string recordProblem(CTable& table, const std::string& name) {
 }
 
 Listing readRecords(Context& ctx, CTable& table, const char* condition) {
+  // A listing is taken between writes, so that a record being rewritten is
+  // neither missed nor reported as unreadable.
+  SettledTable settled(table);
   std::vector<std::string> names;
   if (!readDirectory(table.path(), names)) {
     throw Failure(std::string("list ") + table.name() +
