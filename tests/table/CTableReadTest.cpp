@@ -1,4 +1,4 @@
-// Reading one record file into the table's columns, and telling entries apart.
+// Reading one record file into the table's columns, and telling directories apart.
 #include <dirent.h>
 
 #include <string>
@@ -59,23 +59,7 @@ TEST_F(TableTest, NarrowTablesReadAnyNonEmptyFile) {
   EXPECT_TRUE(log_.take().empty());
 }
 
-TEST_F(TableTest, ClassifiesEntries) {
-  // With includeMarked only "." and ".." are ignorable; without it marked
-  // names are too, each with its report.
-  for (auto [name, dots, marked] : {std::tuple{".", true, false},
-                                    {"..", true, false},
-                                    {"x.ADD.y", false, true},
-                                    {"5.UPDATE", false, true},
-                                    {"5.add", false, false}}) {
-    SCOPED_TRACE(name);
-    EXPECT_EQ(table->is_ignorable_file(name, true), dots);
-    EXPECT_TRUE(log_.take().empty());
-    EXPECT_EQ(table->is_ignorable_file(name, false), dots || marked);
-    EXPECT_EQ(
-        log_.take(),
-        marked ? Logs{Err(16, std::string("invalid record name found: ") + name + ".")} : Logs{});
-  }
-  // Directories count by what a link points to.
+TEST_F(TableTest, IsDirFollowsLinks) {
   makeDir(record("sub"));
   put("file", "a|b|");
   ASSERT_EQ(symlink(at(record("sub")).c_str(), recordPath("link").c_str()), 0);
