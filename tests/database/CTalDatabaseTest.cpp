@@ -40,20 +40,6 @@ class DatabaseTest : public TempRootTest {
   CTalDatabase db;
 };
 
-TEST_F(DatabaseTest, InstanceIsSharedUntilDeleted) {
-  CTalDatabase* first = CTalDatabase::Instance();
-  EXPECT_EQ(CTalDatabase::Instance(), first);
-  makeTable("a", "id[int]");
-  ASSERT_EQ(first->open(root_.c_str()), 0);
-  CTalDatabase::Delete();
-  CTalDatabase::Delete();  // nothing left to delete
-  CTalDatabase* fresh = CTalDatabase::Instance();
-  EXPECT_STREQ(fresh->path(), "");
-  EXPECT_EQ(fresh->id(), 1);
-  EXPECT_STREQ(fresh->host(), "127.0.0.1");
-  CTalDatabase::Delete();
-}
-
 TEST_F(DatabaseTest, OpensOnceAndRegistersEverySchemaEntry) {
   EXPECT_EQ(db.open(), 20);
   EXPECT_EQ(log_.take(), (Logs{Err(20, "Tal DB's path is NULL! Please try open(xxx)")}));

@@ -25,25 +25,6 @@ class CreateTest : public TempRootTest {
   CTalDatabase db;
 };
 
-TEST_F(CreateTest, WritesSchemaFilesAndTableDirectories) {
-  std::string ini = describe(
-      "[db]\nschema = id[int]\n\n[hosts]\nschema = id[int]|name[varchar]\n"
-      "[sizes]\nschema = id[int]|size[bigint]\nnote = x\n");
-  EXPECT_EQ(db.Create(ini.c_str(), 42, "web01"), 0);
-  EXPECT_EQ(list("tal/schema"), (Names{"hosts", "sizes"}));
-  EXPECT_EQ(list("tal/database"), (Names{"hosts", "sizes"}));
-  EXPECT_TRUE(list("tal/database/hosts").empty());
-  EXPECT_FALSE(db.isOpened());
-  EXPECT_TRUE(log_.take().empty());
-  // The same bytes as createSchemaF: the line, "\n", a 64-digit fingerprint.
-  std::string sizes = readFile("tal/schema/sizes");
-  ASSERT_EQ(db.createSchemaF("copy", "id[int]|size[bigint]"), 0);
-  EXPECT_EQ(readFile("tal/schema/copy"), sizes);
-  ASSERT_EQ(remove(at("tal/schema/copy").c_str()), 0);
-  EXPECT_EQ(db.open(), 0);
-  EXPECT_EQ(db.tableCount(), 2);
-}
-
 TEST_F(CreateTest, StopsAtTheFirstTableThatFails) {
   const std::pair<const char*, int> cases[] = {
       {"[b]\nrec_1 = 1\n", 12}, {"[b]\nschema = id[int]|v[varchar]\nrec_1 = 1\n", 11}};

@@ -29,47 +29,6 @@ TEST_F(TableTest, ScansSkipMarkedAndUnreadableEntries) {
   EXPECT_EQ(sorted(log_.take()), (Logs{add, update, empty, empty}));
 }
 
-TEST_F(TableTest, ListingStates) {
-  put("1", "a|1|");
-  put("2", "b|2|");
-  EXPECT_EQ(table->ListRecordsNext(nullptr), 12);  // no stream yet
-  ASSERT_EQ(table->ListRecordsStart(nullptr), 0);
-  std::string first = table->columns()[0]->data();
-  EXPECT_EQ(table->ListRecordsNext(nullptr), 0);
-  EXPECT_EQ(table->ListRecordsNext(nullptr), 12);
-  EXPECT_EQ(table->ListRecordsNext(nullptr), 12);  // exhausted stays exhausted
-  ASSERT_EQ(table->ListRecordsStart(nullptr), 0);  // a new start begins again
-  EXPECT_EQ(table->columns()[0]->data(), first);
-  EXPECT_EQ(table->records(), 2);  // another scan replaces the stream
-  EXPECT_EQ(table->ListRecordsNext(nullptr), 12);
-  EXPECT_EQ(table->ListRecordsStart(""), 12);  // the empty condition matches nothing
-
-  // The vector forms hand out the table's own columns, whose values move on
-  // with the current record; a failed call leaves the vector alone.
-  std::vector<CColumn*> seen, other;
-  ASSERT_EQ(table->GetRecord("1", seen), 0);
-  EXPECT_EQ(seen, table->columns());
-  ASSERT_EQ(table->ListRecordsStart("id=2"), 0);
-  EXPECT_STREQ(seen[1]->data(), "b");
-  EXPECT_EQ(table->ListRecordsNext(other, "id=2"), 12);
-  EXPECT_TRUE(other.empty());
-  EXPECT_EQ(table->ListRecordsStart(other, "id=2"), 0);
-  EXPECT_EQ(other, table->columns());
-  EXPECT_TRUE(log_.take().empty());
-
-  seen.clear();
-  EXPECT_EQ(table->clear(), 0);
-  EXPECT_EQ(table->records(), 0);
-  EXPECT_EQ(table->ListRecordsStart(nullptr), 12);
-  EXPECT_EQ(table->GetRecord("1", seen), 12);
-  DeleteTreeA(at("tal/database/hosts").c_str());
-  EXPECT_EQ(table->records(), -1);
-  EXPECT_EQ(table->ListRecordsStart(seen, nullptr), 7);
-  EXPECT_EQ(table->GetRecord("1", seen), 7);
-  EXPECT_TRUE(seen.empty());
-  EXPECT_TRUE(log_.take().empty());
-}
-
 TEST_F(TableTest, ConditionRules) {
   put("5", "x y|a=b|");
   ASSERT_EQ(table->readRecord("5"), 0);

@@ -44,21 +44,6 @@ TEST_F(TableTest, ReadRecordFillsColumnsOrLeavesTheDocumentedState) {
   EXPECT_EQ(current(), (Values{"12.tmp", "x", "9"}));
 }
 
-TEST_F(TableTest, NarrowTablesReadAnyNonEmptyFile) {
-  makeTable("keys", "k[varchar]");
-  makeTable("bare", "x");
-  CTable keys(root_.c_str(), "keys"), bare(root_.c_str(), "bare");
-  ASSERT_EQ(keys.Open(), 0);
-  ASSERT_EQ(bare.Open(), 0);
-  ASSERT_TRUE(bare.columns().empty());
-  writeFile("tal/database/keys/k1", "anything");
-  writeFile("tal/database/bare/b1", "anything");
-  EXPECT_EQ(keys.readRecord("k1"), 0);
-  EXPECT_STREQ(keys.getcolumn("k")->data(), "k1");
-  EXPECT_EQ(bare.readRecord("b1"), 0);
-  EXPECT_TRUE(log_.take().empty());
-}
-
 TEST_F(TableTest, IsDirFollowsLinks) {
   makeDir(record("sub"));
   put("file", "a|b|");

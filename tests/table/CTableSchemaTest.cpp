@@ -18,36 +18,6 @@ std::string ColumnList(const CTable& table) {
 }
 }  // namespace
 
-TEST_F(TableTest, SchemaLinesLoadUpToTheFirstBadDefinition) {
-  const std::tuple<const char*, const char*, bool> cases[] = {
-      {"a[int]|b[bigint]|c[varchar]\nfp", "a:0 b:1 c:2 ", false},
-      {"a[int]\nb[int]|c[int]", "a:0 ", false},
-      {"a[int]|b|c[int]", "a:0 ", false},
-      {"a[int]|b[text]|c[int]", "a:0 ", true},
-      {"x|a[int]", "", false},
-      {"a[int]||c[int]", "a:0 ", false},
-      {"a[int]|a[varchar]", "a:0 a:2 ", false},
-  };
-  for (auto [file, columns, logsType] : cases) {
-    SCOPED_TRACE(file);
-    writeFile("tal/schema/hosts", file);
-    EXPECT_EQ(table->Open(), 0);
-    EXPECT_EQ(ColumnList(*table), columns);
-    EXPECT_EQ(log_.take(), logsType ? Logs{Info(1, "invalid data type")} : Logs{});
-  }
-  EXPECT_EQ(table->getcolumn("a"), table->columns()[0]);  // the first of a name
-  EXPECT_EQ(table->getcolumn("A"), nullptr);
-  for (const char* empty : {"", "\na[int]"}) {
-    writeFile("tal/schema/hosts", empty);
-    EXPECT_EQ(table->Open(), 5);
-    EXPECT_EQ(ColumnList(*table), "");
-    EXPECT_EQ(log_.take(), (Logs{Info(5, "schema length is 0")}));
-  }
-  EXPECT_EQ(table->readSchema(at("nope").c_str()), 4);
-  EXPECT_TRUE(table->columns().empty());
-  EXPECT_EQ(log_.take(), (Logs{Err(4, "failed to open schema file: " + at("nope"))}));
-}
-
 TEST_F(TableTest, OpenFailuresLeaveTheDocumentedState) {
   EXPECT_EQ(table->path(), at("tal/database/hosts"));
   EXPECT_EQ(table->schemaPath(), at("tal/schema/hosts"));

@@ -119,41 +119,6 @@ TEST_F(WriteTest, AddRecordWithGivenAndAllocatedIds) {
   EXPECT_EQ(files(), (Values{"3", "4", "5"}));
 }
 
-TEST_F(WriteTest, AllocationTakesOneMoreThanTheLargestName) {
-  // Names count by their leading number as an unsigned 32-bit value.
-  const std::tuple<Values, unsigned int, const char*> cases[] = {
-      {{}, 0, "1"},
-      {{"2", "10", "9.tmp", "11.ADD"}, 10, "11"},
-      {{"12abc", " 3", "abc"}, 12, "13"},
-      {{"-1"}, 4294967295u, "0"},
-      {{"2147483647"}, 2147483647u, "-2147483648"},
-  };
-  for (const auto& [present, max, file] : cases) {
-    SCOPED_TRACE(file);
-    ASSERT_EQ(table->clear(), 0);
-    for (const std::string& name : present) put(name, "x|1|");
-    EXPECT_EQ(table->get_max_id(), max);
-    log_.take();
-    int id = 0;
-    EXPECT_EQ(table->addRecord("new,2", &id, 0), 0);
-    EXPECT_EQ(std::to_string(id), file);
-    EXPECT_EQ(content(file), "new|2|");
-    EXPECT_EQ(log_.take(),
-              present.size() == 4 ? Logs{Err(16, "invalid record name found: 11.ADD.")} : Logs{});
-  }
-  // Gaps are not filled, but the id of a deleted highest record comes back.
-  ASSERT_EQ(table->clear(), 0);
-  for (const char* name : {"1", "2", "3"}) put(name, "x|1|");
-  int id = 0;
-  EXPECT_EQ(table->deleteRecord("2"), 0);
-  EXPECT_EQ(table->deleteRecord("3"), 0);
-  EXPECT_EQ(table->deleteRecord("99"), 0);
-  ASSERT_EQ(table->addRecord("n,1", &id, 0), 0);
-  EXPECT_EQ(id, 2);
-  DeleteTreeA(at("tal/database/hosts").c_str());
-  EXPECT_EQ(table->get_max_id(), 4294967295u);
-}
-
 TEST_F(WriteTest, UpdateRecordAppliesAssignments) {
   struct Case {
     const char* name;
@@ -187,21 +152,4 @@ TEST_F(WriteTest, UpdateRecordAppliesAssignments) {
   EXPECT_EQ(table->updateRecord("4", "port=7,bad=1"), 11);
   EXPECT_STREQ(table->getcolumn("port")->data(), "7");
   EXPECT_EQ(content("4"), "web02|8081|");
-}
-
-TEST_F(WriteTest, RecoverRemovesMarkedNamesAndClearRemovesEverything) {
-  for (const char* name : {"3", "4.ADD", "x.UPDATE.old", "7.tmp"}) put(name, "a|1|");
-  EXPECT_EQ(table->recover(), 0);
-  EXPECT_EQ(files(), (Values{"3", "7.tmp"}));
-  put("6.ADD", "");
-  fault::failCall(fault::kUnlink, EACCES);  // a removal that fails is passed over
-  EXPECT_EQ(table->recover(), 0);
-  EXPECT_EQ(files(), (Values{"3", "6.ADD", "7.tmp"}));
-  EXPECT_EQ(table->clear(), 0);
-  EXPECT_TRUE(files().empty());
-  EXPECT_TRUE(log_.take().empty());
-  DeleteTreeA(at("tal/database/hosts").c_str());
-  EXPECT_EQ(table->recover(), 7);
-  EXPECT_EQ(table->clear(), 17);
-  EXPECT_TRUE(log_.take().empty());
 }

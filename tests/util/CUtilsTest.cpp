@@ -1,4 +1,4 @@
-// White-space removal and the directory iterator.
+// The directory iterator.
 #include <dirent.h>
 
 #include <set>
@@ -6,32 +6,8 @@
 
 #include "TempRoot.h"
 #include "taldb/CDirIterator.h"
-#include "taldb/CUtils.h"
 
 using TalDB::CDirIterator;
-using TalDB::CUtils;
-
-TEST(CUtilsTest, StripAndTrim) {
-  // {text, stripped, trimmed}; 0xA0 is not white space.
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {" a b\tc ", "abc", "a b\tc"},
-      {"   ", "", ""},
-      {"\r\n\v\fk\r\n", "k", "k"},
-      {"\xA0 a\xA0 ",
-       "\xA0"
-       "a\xA0",
-       "\xA0 a\xA0"},
-  };
-  for (auto [text, stripped, trimmed] : cases) {
-    std::string a = text, b = text;
-    CUtils::strstrip(&a[0]);
-    CUtils::trim(&b[0]);
-    EXPECT_STREQ(a.c_str(), stripped) << '"' << text << '"';
-    EXPECT_STREQ(b.c_str(), trimmed) << '"' << text << '"';
-  }
-  CUtils::strstrip(nullptr);
-  CUtils::trim(nullptr);
-}
 
 class CDirIteratorTest : public TempRootTest {};
 
