@@ -4,8 +4,6 @@
 
 #include "TableFixture.h"
 
-using TalDB::CColumn;
-
 TEST_F(TableTest, ScansSkipMarkedAndUnreadableEntries) {
   for (const char* name : {"5", "5.ADD", "7.UPDATE.x", "9.tmp"}) put(name, "a|80|");
   put("6", "");

@@ -5,8 +5,6 @@
 
 #include "TableFixture.h"
 
-using TalDB::CTable;
-
 TEST_F(TableTest, ReadRecordFillsColumnsOrLeavesTheDocumentedState) {
   const std::string contentError = "can't readRecord: record's content error";
   // A line longer than the reader's own buffer; each value keeps 2047 bytes.

@@ -1,5 +1,4 @@
-// Writing records durably, allocating ids, changing and deleting records, and
-// recovering and clearing a table directory.
+// Writing records durably, allocating ids, and changing records.
 #include <errno.h>
 #include <unistd.h>
 
@@ -117,6 +116,13 @@ TEST_F(WriteTest, AddRecordWithGivenAndAllocatedIds) {
     EXPECT_EQ(log_.take(), (Logs{Err(11, "record's syntax error ")})) << text;
   }
   EXPECT_EQ(files(), (Values{"3", "4", "5"}));
+  // Deleting an absent record succeeds; the id of a deleted highest record comes back.
+  EXPECT_EQ(table->deleteRecord("5"), 0);
+  EXPECT_EQ(table->deleteRecord("5"), 0);
+  EXPECT_EQ(table->deleteRecord("4"), 0);
+  EXPECT_EQ(files(), (Values{"3"}));
+  ASSERT_EQ(table->addRecord("web06,1", &id, 0), 0);
+  EXPECT_EQ(id, 4);
 }
 
 TEST_F(WriteTest, UpdateRecordAppliesAssignments) {
