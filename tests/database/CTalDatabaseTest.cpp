@@ -4,7 +4,10 @@
 #include <dirent.h>
 #include <errno.h>
 
+#include <string.h>
+
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "TempRoot.h"
@@ -80,10 +83,16 @@ TEST_F(DatabaseTest, EmptySchemaLineStopsTheScanAndKeepsEarlierTables) {
 TEST_F(DatabaseTest, OpenTakesRootFromConfiguration) {
   makeTable("a", "id[int]");
   writeFile("good.conf", "[Other]\nStorageDatabase = /no\n[Storage]\nStorageDatabase = " + root_);
-  _kwConfigClass good(at("good.conf").c_str());
+  // Made over stale bytes, as on a used stack: its lock must still start unlocked.
+  alignas(_kwConfigClass) unsigned char memory[sizeof(_kwConfigClass)];
+  memset(memory, 0xff, sizeof memory);
+  _kwConfigClass& good = *new (memory) _kwConfigClass(at("good.conf").c_str());
+  ASSERT_EQ(pthread_mutex_trylock(good.mutex()), 0);
+  pthread_mutex_unlock(good.mutex());
   EXPECT_EQ(db.open(&good), 0);
   EXPECT_STREQ(db.path(), root_.c_str());
   EXPECT_EQ(catalogue(), Names{"a"});
+  good.~_kwConfigClass();
   CTalDatabase other;
   writeFile("bad.conf", "[Storage]\nSomethingElse = " + root_ + "\n");
   _kwConfigClass bad(at("bad.conf").c_str());
