@@ -1,16 +1,15 @@
-// Laying a database down on disk from a description file.
+// Laying a database down on disk from a description file, seeding its tables,
+// and the example database from creation to removal.
 #include <errno.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <string>
-#include <vector>
 
 #include "TempRoot.h"
-#include "gux.h"
 #include "taldb/taldb.h"
 
 using TalDB::CTalDatabase;
-using Logs = std::vector<LogLine>;
-using Names = std::vector<std::string>;
 
 class CreateTest : public TempRootTest {
  protected:
@@ -26,78 +25,48 @@ class CreateTest : public TempRootTest {
   CTalDatabase db;
 };
 
-TEST_F(CreateTest, WritesSchemaFilesAndTableDirectories) {
-  std::string ini = describe(
-      "[db]\nschema = id[int]\n\n[hosts]\nschema = id[int]|name[varchar]\n"
-      "[sizes]\nschema = id[int]|size[bigint]\nnote = x\n");
-  EXPECT_EQ(db.Create(ini.c_str(), 42, "web01"), 0);
-  EXPECT_EQ(list("tal/schema"), (Names{"hosts", "sizes"}));
-  EXPECT_EQ(list("tal/database"), (Names{"hosts", "sizes"}));
-  EXPECT_TRUE(list("tal/database/hosts").empty());
-  EXPECT_FALSE(db.isOpened());
-  EXPECT_TRUE(log_.take().empty());
-
-  // The same bytes as createSchemaF: the line, "\n", a 64-digit fingerprint.
-  std::string sizes = readFile("tal/schema/sizes");
-  ASSERT_EQ(db.createSchemaF("copy", "id[int]|size[bigint]"), 0);
-  EXPECT_EQ(readFile("tal/schema/copy"), sizes);
-  ASSERT_EQ(remove(at("tal/schema/copy").c_str()), 0);
-
-  EXPECT_EQ(db.open(), 0);
-  EXPECT_EQ(db.tableCount(), 2);
-}
-
 TEST_F(CreateTest, StopsAtTheFirstTableThatFails) {
-  struct Case {
-    const char* second;
-    int rc;
-    Logs logs;
-  } cases[] = {
-      {"[b]\nrec_1 = 1\n", 12, {}},
-      {"[b]\nschema = id[int]|v[varchar]\nrec_1 = 1\n", 11, {Err(11, "record's syntax error ")}}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.second);
+  const std::pair<const char*, int> cases[] = {
+      {"[b]\nrec_1 = 1\n", 12}, {"[b]\nschema = id[int]|v[varchar]\nrec_1 = 1\n", 11}};
+  for (auto [second, rc] : cases) {
+    SCOPED_TRACE(second);
     DeleteTreeA(at("tal").c_str());
-    std::string ini = describe(std::string("[db]\n[a]\nschema = id[int]\n") + c.second +
-                               "[c]\nschema = id[int]\n");
-    EXPECT_EQ(db.Create(ini.c_str(), 1, nullptr), c.rc);
-    EXPECT_EQ(log_.take(), c.logs);
+    std::string ini =
+        describe(std::string("[db]\n[a]\nschema = id[int]\n") + second + "[c]\nschema = id[int]\n");
+    EXPECT_EQ(db.Create(ini.c_str(), 1, nullptr), rc);
+    EXPECT_EQ(log_.take(), rc == 11 ? Logs{Err(11, "record's syntax error ")} : Logs{});
     EXPECT_TRUE(exists("tal/schema/a") && exists("tal/database/a"));
     EXPECT_FALSE(exists("tal/schema/c") || exists("tal/database/c"));
   }
+  fault::failCall(fault::kMkdir, EACCES, 1, "tal/database");
+  EXPECT_EQ(db.Create(describe("[db]\n[a]\nschema = id[int]\n").c_str(), 1, nullptr), 20);
+  EXPECT_EQ(log_.take(), (Logs{Err(20, "Create Tree [" + at("tal/database") + "] failed")}));
 }
 
 TEST_F(CreateTest, SetsIdAndHost) {
-  std::string ini = describe("[only]\nschema = id[int]\n");  // a single section: no table
-  struct Case {
-    int id;
-    const char* host;
-    int wantId;
-    const char* wantHost;
-  } cases[] = {{0, nullptr, 1, "127.0.0.1"}, {-3, "", -3, "127.0.0.1"}, {42, "h", 42, "h"}};
-  for (const Case& c : cases) {
-    CTalDatabase fresh;
-    fresh.open(root_.c_str());
-    EXPECT_EQ(fresh.Create(ini.c_str(), c.id, c.host), 0);
-    EXPECT_EQ(fresh.id(), c.wantId);
-    EXPECT_STREQ(fresh.host(), c.wantHost);
-  }
-  EXPECT_EQ(list("tal"), (Names{"database", "schema"}));
-  EXPECT_TRUE(list("tal/schema").empty() && list("tal/database").empty());
-}
-
-TEST_F(CreateTest, RefusesMissingDescriptionFile) {
   EXPECT_EQ(db.Create(nullptr, 9, "x"), 20);
   EXPECT_EQ(log_.take(), (Logs{Err(20, "invalid parameter")}));
   EXPECT_EQ(db.id(), 1);
   EXPECT_STREQ(db.host(), "127.0.0.1");
-
   std::string missing = at("missing.ini");
   EXPECT_EQ(db.Create(missing.c_str(), 9, "x"), 20);
   EXPECT_EQ(log_.take(), (Logs{Err(20, "can't find ini file at [" + missing + "]")}));
   EXPECT_EQ(db.id(), 9);
   EXPECT_STREQ(db.host(), "x");
   EXPECT_FALSE(exists("tal"));
+
+  std::string ini = describe("[only]\nschema = id[int]\n");  // a single section: no table
+  const std::tuple<int, const char*, int, const char*> cases[] = {
+      {0, nullptr, 1, "127.0.0.1"}, {-3, "", -3, "127.0.0.1"}, {42, "h", 42, "h"}};
+  for (auto [id, host, wantId, wantHost] : cases) {
+    CTalDatabase fresh;
+    fresh.open(root_.c_str());
+    EXPECT_EQ(fresh.Create(ini.c_str(), id, host), 0);
+    EXPECT_EQ(fresh.id(), wantId);
+    EXPECT_STREQ(fresh.host(), wantHost);
+  }
+  EXPECT_EQ(list("tal"), (Names{"database", "schema"}));
+  EXPECT_TRUE(list("tal/schema").empty() && list("tal/database").empty());
 }
 
 TEST_F(CreateTest, ReadsALongSectionList) {
@@ -107,16 +76,97 @@ TEST_F(CreateTest, ReadsALongSectionList) {
     expected.push_back("a_table_with_a_rather_long_name_number_" + std::to_string(1000 + i));
     text += "[" + expected.back() + "]\nschema = id[int]\n";
   }
-  std::string ini = describe(text);
-  EXPECT_EQ(db.Create(ini.c_str(), 1, nullptr), 0);
+  EXPECT_EQ(db.Create(describe(text).c_str(), 1, nullptr), 0);
   EXPECT_EQ(list("tal/database"), expected);
 }
 
-TEST_F(CreateTest, ReportsDirectoryThatCannotBeCreated) {
-  std::string ini = describe("[db]\n[a]\nschema = id[int]\n");
-  fault::failCall(fault::kMkdir, EACCES, 1, "tal/database");
-  EXPECT_EQ(db.Create(ini.c_str(), 1, nullptr), 20);
-  EXPECT_EQ(log_.take(), (Logs{Err(20, "Create Tree [" + at("tal/database") + "] failed")}));
-  EXPECT_EQ(list("tal"), Names{"schema"});
-  EXPECT_TRUE(list("tal/schema").empty());
+TEST_F(CreateTest, SeedsReadKeysUpToTheFirstGapAndStopAtTheFirstFailure) {
+  std::string hosts;
+  for (int i = 0; i < 5; ++i) hosts += "{{$talhost}}";
+  std::string ini = describe(
+      "[db]\n[t]\nschema = id[int]|a[varchar]|b[varchar]\n"
+      "rec_1 = {{$talid}},{{$talhost}},{{$talversion}}\nrec_2 = 8, {{$talhost}}:x, plain {x}\n"
+      "rec_4 = 4,e,f\n[u]\nschema = id[int]|a[varchar]|b[varchar]\nrec_1 =\nrec_2 = 2,x,y\n");
+  ASSERT_EQ(db.Create(ini.c_str(), 7, std::string(1000, 'h').c_str()), 0);
+  EXPECT_EQ(list("tal/database/t"), (Names{"7", "8"}));
+  EXPECT_EQ(readFile("tal/database/t/7"), std::string(1000, 'h') + "|1.0|");
+  EXPECT_EQ(readFile("tal/database/t/8"), std::string(1000, 'h') + ":x|plain {x}|");
+  EXPECT_TRUE(list("tal/database/u").empty());
+  EXPECT_TRUE(log_.take().empty());
+  ASSERT_EQ(db.open(), 0);
+
+  writeFile("seed.ini", "");
+  __guxlog_trace_location = 1;
+  EXPECT_EQ(db.insertRecordsFromIni("u", at("seed.ini").c_str()), 0);  // no section: nothing
+  __guxlog_trace_location = 0;
+  EXPECT_EQ(
+      log_.take(),
+      (Logs{Trace("insertRecordsFromIni: Insert record from table=u, inifile=" + at("seed.ini"))}));
+  struct Case {
+    const char* table;
+    std::string ini;
+    int rc;
+    Logs logged;
+    Names files;
+  } cases[] = {
+      {"u",
+       "[u]\nrec_1 = 1,a,b\nrec_2 = 2,c\nrec_3 = 3,e,f\n",
+       11,
+       {Err(11, "record's syntax error ")},
+       {"1"}},
+      {"t",
+       "[t]\nrec_1 = 1,{{$talid}},a\nrec_2 = 2," + hosts + ",b\n",
+       19,
+       {Err(19, "Unable to replace {{$talhost}}")},
+       {"1", "7", "8"}},
+      {"ghost",
+       "[ghost]\nrec_1 = 1,a,b\n",
+       3,
+       {Err(3, "no such file [" + at("tal/schema/ghost") + "]"), Err(3, "Can't get table")},
+       {}},
+  };
+  for (const Case& c : cases) {
+    writeFile("seed.ini", c.ini);
+    EXPECT_EQ(db.insertRecordsFromIni(c.table, at("seed.ini").c_str()), c.rc) << c.table;
+    EXPECT_EQ(log_.take(), c.logged);
+    EXPECT_EQ(list(std::string("tal/database/") + c.table), c.files);
+  }
+  EXPECT_EQ(readFile("tal/database/t/1"), "7|a|");
+}
+
+TEST_F(CreateTest, ExampleDatabaseFromCreationToDrop) {
+  const std::string example = TALDB_EXAMPLES_DIR "/taldb.ini";
+  if (access(example.c_str(), R_OK) != 0) GTEST_SKIP() << "no " << example;
+  ASSERT_EQ(db.Create(example.c_str(), 7, "web01"), 0);
+  const Names tables{"hosts", "services", "settings"};
+  EXPECT_EQ(list("tal/schema"), tables);
+  EXPECT_EQ(list("tal/database"), tables);
+  EXPECT_EQ(readFile("tal/database/hosts/1"), "web01|127.0.0.1|8080|0|");
+  EXPECT_EQ(readFile("tal/database/settings/1"), "database_id|7|");
+
+  ASSERT_EQ(db.open(), 0);
+  TalDB::CTable* services = db.GetTable("services");
+  ASSERT_NE(services, nullptr);
+  Names running;
+  char name[64];
+  for (int rc = services->ListRecordsStart("state=running"); rc == 0;
+       rc = services->ListRecordsNext("state=running")) {
+    ASSERT_EQ(services->GetValStr("name", name, sizeof name), 0);
+    running.push_back(name);
+  }
+  std::sort(running.begin(), running.end());
+  EXPECT_EQ(running, (Names{"postgres", "web"}));
+
+  writeFile("tal/database/services/5.ADD", "half|");
+  ASSERT_EQ(db.recover(), 0);
+  EXPECT_EQ(list("tal/database/services"), (Names{"1", "2", "3"}));
+  ASSERT_EQ(db.GetTable("settings")->clear(), 0);
+  ASSERT_EQ(db.DropTable("settings"), 0);
+  EXPECT_EQ(list("tal/schema"), (Names{"hosts", "services"}));
+  EXPECT_EQ(db.GetTable("settings"), nullptr);
+  ASSERT_EQ(db.drop(), 0);
+  EXPECT_TRUE(list("").empty());
+  EXPECT_EQ(db.tableCount(), 0);
+  EXPECT_TRUE(db.isOpened());  // stays opened: open() has nothing to do
+  EXPECT_EQ(db.open(), 0);
 }

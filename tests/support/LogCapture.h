@@ -3,6 +3,8 @@
 #ifndef TALDB_TESTS_LOGCAPTURE_H
 #define TALDB_TESTS_LOGCAPTURE_H
 
+#include <string.h>
+
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -27,21 +29,12 @@ class LogCapture {
  public:
   LogCapture() { gux_set_log_sink(&LogCapture::sink, this); }
   ~LogCapture() { gux_set_log_sink(nullptr, nullptr); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
 
-  std::vector<LogLine> lines() const {
-    std::lock_guard<std::mutex> hold(mutex_);
-    return lines_;
-  }
   // Returns what was logged so far and starts afresh.
   std::vector<LogLine> take() {
     std::lock_guard<std::mutex> hold(mutex_);
-    std::vector<LogLine> out;
-    out.swap(lines_);
-    return out;
+    return std::move(lines_);
   }
-  void clear() { take(); }
 
  private:
   static void sink(int level, int code, const char* message, void* context) {
@@ -50,7 +43,7 @@ class LogCapture {
     self->lines_.push_back({level, code, message});
   }
 
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::vector<LogLine> lines_;
 };
 

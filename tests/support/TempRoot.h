@@ -4,34 +4,77 @@
 #ifndef TALDB_TESTS_TEMPROOT_H
 #define TALDB_TESTS_TEMPROOT_H
 
+#include <dirent.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "FaultInjection.h"
 #include "LogCapture.h"
 
-// A new directory named PREFIX-XXXXXX under $TALDB_TEST_TMPDIR, /dev/shm or
-// /tmp; empty when it cannot be made.
-std::string MakeTempDir(const char* prefix);
+using Logs = std::vector<LogLine>;
+using Names = std::vector<std::string>;
 
 class TempRootTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-  void TearDown() override;
+  void SetUp() override {
+    // A memory file system where there is one: the tests check what the store
+    // does, not how fast a disk flushes, and flock works there as on a disk.
+    const char* base = getenv("TALDB_TEST_TMPDIR");
+    if (base == nullptr || *base == '\0')
+      base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+    root_ = std::string(base) + "/taldb-test-XXXXXX";
+    ASSERT_NE(mkdtemp(&root_[0]), nullptr);
+  }
+  void TearDown() override {
+    fault::reset();
+    DeleteTreeA(root_.c_str());
+  }
 
-  // root_ + "/" + relative.
-  std::string at(const std::string& relative) const;
-  void writeFile(const std::string& relative, const std::string& content) const;
-  std::string readFile(const std::string& relative) const;
-  bool exists(const std::string& relative) const;
-  void makeDir(const std::string& relative) const;
+  std::string at(const std::string& relative) const { return root_ + "/" + relative; }
+  void writeFile(const std::string& relative, const std::string& content) const {
+    std::ofstream out(at(relative), std::ios::binary | std::ios::trunc);
+    out << content;
+    ASSERT_TRUE(out.good()) << relative;
+  }
+  std::string readFile(const std::string& relative) const {
+    std::ifstream in(at(relative), std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+  bool exists(const std::string& relative) const {
+    struct stat st;
+    return lstat(at(relative).c_str(), &st) == 0;
+  }
+  void makeDir(const std::string& relative) const {
+    ASSERT_TRUE(CreateTreeA(at(relative).c_str(), 0775)) << relative;
+  }
   // The names in a directory, "." and ".." left out, sorted.
-  std::vector<std::string> list(const std::string& relative) const;
+  Names list(const std::string& relative) const {
+    Names names;
+    if (DIR* dir = opendir(at(relative).c_str())) {
+      while (struct dirent* e = readdir(dir))
+        if (strcmp(e->d_name, ".") != 0 && strcmp(e->d_name, "..") != 0) names.push_back(e->d_name);
+      closedir(dir);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
   // Lays down a table by hand: its schema file (schema line, "\n", any
   // fingerprint) under tal/schema and an empty directory under tal/database.
-  void makeTable(const std::string& name, const std::string& schemaLine) const;
+  void makeTable(const std::string& name, const std::string& schemaLine) const {
+    makeDir("tal/schema");
+    makeDir("tal/database/" + name);
+    writeFile("tal/schema/" + name, schemaLine + "\nfingerprint");
+  }
 
   std::string root_;
   LogCapture log_;

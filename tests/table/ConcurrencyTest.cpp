@@ -20,8 +20,8 @@
 
 namespace {
 
-// Runs body in a child process whose standard output is a pipe; returns the
-// child's pid and the reading end.
+// Runs body in a child process with the writing end of a pipe; returns the
+// child's pid and sets readEnd to the reading end.
 pid_t Spawn(const std::function<void(int)>& body, int& readEnd) {
   int fds[2];
   if (pipe(fds) != 0) return -1;
@@ -42,19 +42,14 @@ void Report(int fd, const std::string& line) {
   if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) _exit(3);
 }
 
-std::vector<std::string> ReadLines(int fd) {
+// Reads the child's lines to the end, then reaps it and returns its status.
+int Finish(pid_t pid, int fd, std::vector<std::string>* lines = nullptr) {
   std::string all;
   char buffer[4096];
-  ssize_t got;
-  while ((got = read(fd, buffer, sizeof buffer)) > 0) all.append(buffer, got);
+  for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) all.append(buffer, got);
   close(fd);
-  std::vector<std::string> lines;
   std::istringstream in(all);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-int WaitFor(pid_t pid) {
+  for (std::string line; lines != nullptr && std::getline(in, line);) lines->push_back(line);
   int status = 0;
   waitpid(pid, &status, 0);
   return status;
@@ -92,11 +87,12 @@ TEST_F(ConcurrencyTest, ProcessesAddingWithAllocatedIdsLoseNothing) {
   }
   std::map<std::string, std::string> acknowledged;
   for (auto& child : children) {
-    for (const std::string& line : ReadLines(child.second)) {
+    std::vector<std::string> lines;
+    EXPECT_EQ(Finish(child.first, child.second, &lines), 0);
+    for (const std::string& line : lines) {
       std::string id = line.substr(0, line.find(' '));
       EXPECT_TRUE(acknowledged.emplace(id, line.substr(line.find(' ') + 1)).second) << id;
     }
-    EXPECT_EQ(WaitFor(child.first), 0);
   }
   EXPECT_EQ(acknowledged.size(), 1000u);
   EXPECT_EQ(files().size(), 1000u);
@@ -120,10 +116,7 @@ TEST_F(ConcurrencyTest, ProcessesUpdatingOneRecordKeepBothColumns) {
         },
         fds[p]);
   }
-  for (int p = 0; p < 2; ++p) {
-    ReadLines(fds[p]);
-    EXPECT_EQ(WaitFor(pids[p]), 0);
-  }
+  for (int p = 0; p < 2; ++p) EXPECT_EQ(Finish(pids[p], fds[p]), 0);
   EXPECT_EQ(readFile(record("1")), "200|200|");
   EXPECT_EQ(files(), (std::vector<std::string>{"1"}));
 }
@@ -166,10 +159,11 @@ TEST_F(ConcurrencyTest, KilledWritersLoseNoAcknowledgedRecord) {
     ASSERT_GT(pid, 0);
     std::this_thread::sleep_for(std::chrono::microseconds(200 + random() % 3000));
     kill(pid, SIGKILL);
-    int status = WaitFor(pid);
+    std::vector<std::string> lines;
+    int status = Finish(pid, fd, &lines);
     ASSERT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
     std::pair<int, std::string> inFlight{-1, ""};
-    for (const std::string& line : ReadLines(fd)) {
+    for (const std::string& line : lines) {
       std::istringstream in(line.substr(2));
       int id;
       std::string content;

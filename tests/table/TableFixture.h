@@ -9,7 +9,6 @@
 #include "TempRoot.h"
 #include "taldb/CTable.h"
 
-using Logs = std::vector<LogLine>;
 using Values = std::vector<std::string>;
 
 class TableTest : public TempRootTest {
@@ -25,7 +24,11 @@ class TableTest : public TempRootTest {
   void put(const std::string& name, const std::string& content) const {
     writeFile(record(name), content);
   }
-  std::vector<std::string> files() const { return list("tal/database/hosts"); }
+  // A record file's content, or "(absent)".
+  std::string content(const std::string& name) const {
+    return exists(record(name)) ? readFile(record(name)) : "(absent)";
+  }
+  Values files() const { return list("tal/database/hosts"); }
   // The current record, an absent value shown as "(null)".
   Values current() const {
     Values out;
