@@ -309,6 +309,9 @@ std::string plural(size_t count, const char* one, const char* many);
 std::vector<std::string> markedNames(const std::string& directory);
 // The registered tables, sorted by name.
 std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
+// The table named by the command's first argument, or every table when it
+// has none (dump, repair).
+std::vector<TalDB::CTable*> namedOrAllTables(Context& ctx);
 // The records of a table that match a condition (null for all), sorted by
 // record name, with the column names as header. Each entry of the table
 // directory that is not a readable record is reported on the error stream.

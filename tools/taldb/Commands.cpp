@@ -141,6 +141,12 @@ std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
   return tables;
 }
 
+std::vector<CTable*> namedOrAllTables(Context& ctx) {
+  if (!ctx.args().empty()) return {&ctx.table(ctx.arg(0))};
+  ctx.openDatabase();
+  return sortedTables(ctx.db());
+}
+
 Rows recordRows(Context& ctx, CTable& table, const char* condition) {
   Listing listing = readRecords(ctx, table, condition);
   printSkipped(ctx, listing.skipped);

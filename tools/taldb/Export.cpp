@@ -142,13 +142,7 @@ std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables) {
 int cmdExport(Context& ctx) {
   Format format = ctx.options().format;
   if (format != Format::Ini && format != Format::Sql) return cmdDump(ctx);
-  std::vector<CTable*> tables;
-  if (!ctx.args().empty()) {
-    tables.push_back(&ctx.table(ctx.arg(0)));
-  } else {
-    ctx.openDatabase();
-    tables = sortedTables(ctx.db());
-  }
+  std::vector<CTable*> tables = namedOrAllTables(ctx);
   ctx.out() << (format == Format::Ini ? iniFile(ctx, tables) : sqlFile(ctx, tables));
   return kExitOk;
 }

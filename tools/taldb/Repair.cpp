@@ -47,13 +47,7 @@ int repairTable(Context& ctx, CTable& table, Tally& tally) {
 }  // namespace
 
 int cmdRepair(Context& ctx) {
-  std::vector<CTable*> tables;
-  if (!ctx.args().empty()) {
-    tables.push_back(&ctx.table(ctx.arg(0)));
-  } else {
-    ctx.openDatabase();
-    tables = sortedTables(ctx.db());
-  }
+  std::vector<CTable*> tables = namedOrAllTables(ctx);
   bool dryRun = ctx.options().dryRun;
   Tally tally;
   int failed = 0;
