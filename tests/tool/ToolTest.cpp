@@ -442,11 +442,8 @@ TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
              "database/hosts/sub: a directory where only record files belong",
              "database/notes/x.UPDATE.old: marked name",
              "notes/2: the value of column text is longer than the 2047 bytes a value keeps: the "
-             "next "
-             "read or update cuts it;" +
-                 repair +
-                 "does not fix it: copy the value out of the file, "
-                 "then store a shorter one\n",
+             "next read or update cuts it; 'taldb repair' does not fix it: copy the value out of "
+             "the file, then store a shorter one\n",
              "schema/partial: schema line does not parse whole (1 of 3 column definitions load)",
              "database/orphan: table directory without a schema file",
              "\n13 problems found under " + db_ + "\n"})
