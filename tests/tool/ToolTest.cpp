@@ -117,10 +117,13 @@ TEST_F(ToolTest, HelpForTheToolAndEveryCommand) {
   expectRows({{{"list", "--help"}, 0, "Usage: taldb [--root DIR] list TABLE [CONDITION]\n"}});
 }
 
-TEST_F(ToolTest, UsageErrorsExitWithTwoAndChangeNothing) {
+TEST_F(ToolTest, RefusedCommandLinesExitWithTwoAndChangeNothing) {
   createDatabase();
+  writeFile(data("hosts/4.ADD"), "x|1|");
+  writeFile(data("hosts/1.tmp"), "h1|8|");
   auto before = snapshot();
-  const std::string tryHelp = "\nTry 'taldb";
+  const std::string tryHelp = "\nTry 'taldb", hosts = "hosts has 3 columns: id name port; ",
+                    big(3000, 'x');
   expectRows({
       {{}, 2, "taldb: no command given\nTry 'taldb --help'.\n"},
       {{"frobnicate"}, 2, "unknown command 'frobnicate'" + tryHelp},
@@ -151,28 +154,15 @@ TEST_F(ToolTest, UsageErrorsExitWithTwoAndChangeNothing) {
       {{"add-table", "a/b", "id(int)"}, 2, "invalid table name 'a/b'"},
       {{"drop-table", "../hosts"}, 2, "invalid table name"},
       {{"get", "hosts", "../1"}, 2, "invalid record name '../1'"},
+      {{"get", "hosts", "4.ADD"}, 2, "invalid record name '4.ADD': names holding '.ADD'"},
+      {{"delete", "hosts", "1.tmp"}, 2, "invalid record name '1.tmp'"},
       {{"update", "hosts", "1,2", "port=1"}, 2, "invalid value '1,2'"},
       {{"add", "hosts", "a|b,1"}, 2, "invalid value 'a|b'"},
       {{"add", "hosts", "a,b", "1"}, 2, "invalid value 'a,b'"},
       {{"add", "hosts", "line\nfeed,1"}, 2, "invalid value 'line\\nfeed'"},
       {{"update", "hosts", "1", "name=a|b"}, 2, "invalid value 'a|b'"},
       {{"create", "x.ini", "--host", "a,b"}, 2, "invalid value 'a,b'"},
-  });
-  EXPECT_EQ(snapshot(), before);
-
-  // Table names in a description file are checked before anything is made.
-  writeFile("evil.ini", "[db]\n[../escape]\nschema = id[int]|x[int]\n");
-  expectRows({{{"--root", at("fresh"), "create", at("evil.ini")}, 2, "name '../escape'", true}});
-  EXPECT_FALSE(exists("fresh"));
-}
-
-TEST_F(ToolTest, WhatWouldNotBeStoredWholeIsRefusedAgainstTheSchema) {
-  createDatabase();
-  writeFile(data("hosts/4.ADD"), "x|1|");
-  writeFile(data("hosts/1.tmp"), "h1|8|");
-  auto before = snapshot();
-  const std::string hosts = "hosts has 3 columns: id name port; ", big(3000, 'x');
-  expectRows({
+      // What the store would not keep whole, checked against the schema.
       {{"put", "notes", "21", big}, 2, "notes.text is 3000 bytes; the store keeps at most 2047"},
       {{"add", "notes", " " + std::string(2047, 'x') + "y "}, 2, "notes.text is 2048 bytes"},
       {{"update", "hosts", "1", "name=" + big}, 2, "the value of hosts.name is 3000 bytes"},
@@ -187,35 +177,53 @@ TEST_F(ToolTest, WhatWouldNotBeStoredWholeIsRefusedAgainstTheSchema) {
       {{"add", "hosts", "a,b,1,"}, 2, hosts + "3 values given for the 2 columns after the first"},
       {{"add", "hosts", "only-one"}, 2, hosts + "1 value given"},
       {{"put", "hosts", "5,x"}, 2, hosts + "2 values given for all of them, the id first"},
-      {{"get", "hosts", "4.ADD"}, 2, "invalid record name '4.ADD': names holding '.ADD'"},
-      {{"delete", "hosts", "1.tmp"}, 2, "invalid record name '1.tmp'"},
   });
   EXPECT_EQ(snapshot(), before);
-  // A bad seed record is found before anything is made.
+
+  // A description file's table names and seed records are checked before
+  // anything is made.
+  writeFile("evil.ini", "[db]\n[../escape]\nschema = id[int]|x[int]\n");
   writeFile("seed.ini", "[db]\n[t]\nschema = id[int]|a[int]\nrec_1 = 1, 2\nrec_2 = 2\n");
   writeFile("pipe.ini", "[db]\n[t]\nschema = id[int]|a[int]\nrec_1 = 1, a|b\n");
-  expectRows({{{"--root", at("fresh"), "create", at("seed.ini")},
+  const std::string fresh = "--root=" + at("fresh");
+  expectRows({{{fresh, "create", at("evil.ini")}, 2, "name '../escape'", true},
+              {{fresh, "create", at("seed.ini")},
                2,
-               "create: table t: record rec_2: t has 2 columns: id a; 1 value given for all of "
-               "them, the id first; nothing was created",
+               "create: table t: record rec_2: t has 2 "
+               "columns: id a; 1 value given for all of them, the id first; nothing was created",
                true},
-              {{"--root", at("fresh"), "create", at("pipe.ini")},
+              {{fresh, "create", at("pipe.ini")},
                2,
-               "table t: record rec_1: the value of t.a must not contain '|'",
+               "table t: record rec_1: the value of t.a must "
+               "not contain '|'",
                true}});
   EXPECT_FALSE(exists("fresh"));
 }
 
-TEST_F(ToolTest, ChangesAreReportedAsTheDiskHoldsThem) {
+// Failures exit with 1 and say what failed: the library's status and message,
+// or what the disk holds where the store does not report it.
+TEST_F(ToolTest, FailuresAreReportedAsTheLibraryAndTheDiskShowThem) {
   createDatabase();
   makeDir(data("hosts/sub"));
+  writeFile(data("hosts/5"), "");
   writeFile(data("notes/3"), std::string(3000, 'x') + "|");
+  const std::string len0 = "record length is 0, error\n";
   expectRows({
+      {{"-v", "get", "hosts", "5"},
+       1,
+       "libtaldb error 16: " + len0 +
+           "taldb: get hosts 5: failed "
+           "(status 16): " +
+           len0},
+      {{"add-table", "sizes", "n(int), size(bigint)"}, 1, "failed (status 1): unknown column type"},
+      {{"list", "nosuch"}, 1, "no table 'nosuch'"},
       {{"delete", "hosts", "sub"}, 1, "delete hosts sub: sub is a directory, not a record file"},
       {{"put", "hosts", "sub"}, 2, "invalid record id 'sub'"},
       {{"update", "notes", "3", "text=short"}, 1, "value of column text is longer than the 2047"},
   });
+  EXPECT_FALSE(exists("db/tal/schema/sizes"));
   EXPECT_EQ(readFile(data("notes/3")).size(), 3001u);
+  unlink(at(data("hosts/5")).c_str());
   // Removals the store does not report are found on disk.
   fault::failCall(fault::kUnlink, EIO, 1, "hosts/1");
   expectRows({{{"delete", "hosts", "1"}, 1, "record file " + at(data("hosts/1")) + " could not"}});
@@ -227,7 +235,9 @@ TEST_F(ToolTest, ChangesAreReportedAsTheDiskHoldsThem) {
   unlink(at(data("notes/3")).c_str());
   rmdir(at(data("notes")).c_str());
   expectRows(
-      {{{"recover"}, 1, "recover: stopped at table notes: its directory " + at(data("notes"))}});
+      {{{"list", "notes"}, 1, "failed (status 7)"},
+       {{"repair"}, 1, "repair notes: failed (status 7)"},
+       {{"recover"}, 1, "recover: stopped at table notes: its directory " + at(data("notes"))}});
 }
 
 TEST_F(ToolTest, ListingsSayWhatTheySkipAndCountsAgree) {
@@ -348,24 +358,6 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
   EXPECT_TRUE(exists(data("users")));
   expectRows({{{"drop", "--yes"}, 0, "dropped the database under " + db_ + "\n"}});
   EXPECT_FALSE(exists("db/tal"));
-}
-
-TEST_F(ToolTest, LibraryFailuresShowStatusAndMessage) {
-  createDatabase();
-  writeFile(data("hosts/5"), "");
-  expectRows({
-      {{"-v", "get", "hosts", "5"},
-       1,
-       "libtaldb error 16: record length is 0, error\ntaldb: get "
-       "hosts 5: failed (status 16): record length is 0, error\n"},
-      {{"add-table", "sizes", "n(int), size(bigint)"}, 1, "failed (status 1): unknown column type"},
-      {{"list", "nosuch"}, 1, "no table 'nosuch'"},
-  });
-  EXPECT_EQ(readFile(data("hosts/1")), "h1|8080|");
-  EXPECT_FALSE(exists("db/tal/schema/sizes"));
-  rmdir(at(data("notes")).c_str());
-  expectRows({{{"list", "notes"}, 1, "failed (status 7)"},
-              {{"repair"}, 1, "repair notes: failed (status 7)"}});
 }
 
 TEST_F(ToolTest, ListAndDumpInEveryFormat) {
