@@ -29,21 +29,19 @@ struct Result {
   std::string out, err;
 };
 
-const char* const kCommands[] = {"create",     "tables", "schema", "list",    "get",   "count",
-                                 "add",        "put",    "update", "delete",  "seed",  "add-table",
-                                 "drop-table", "clear",  "drop",   "recover", "check", "repair",
-                                 "dump",       "demo",   "import"};
+// Every command the tool has, each of which its help must list.
+const char* const kCommands =
+    "create tables schema list get count add put update delete seed add-table drop-table clear "
+    "drop recover check repair dump demo import";
 
 class ToolTest : public TempRootTest {
  protected:
+  // Only the tool reads TALDB_ROOT, so clearing it here keeps one test's
+  // setting from reaching the next.
   void SetUp() override {
     TempRootTest::SetUp();
     unsetenv("TALDB_ROOT");
     db_ = at("db");
-  }
-  void TearDown() override {
-    unsetenv("TALDB_ROOT");
-    TempRootTest::TearDown();
   }
 
   // input is what the command reads as standard input.
@@ -88,25 +86,14 @@ class ToolTest : public TempRootTest {
 
   static std::string data(const std::string& relative) { return "db/tal/database/" + relative; }
 
-  // Every path under the test directory with each file's content, to show
-  // that a command changed nothing.
-  std::map<std::string, std::string> snapshot(const std::string& dir = "") const {
-    std::map<std::string, std::string> files;
-    for (const std::string& name : list(dir)) {
-      std::string path = dir.empty() ? name : dir + "/" + name;
-      files[path] = readFile(path);
-      for (const auto& entry : snapshot(path)) files.insert(entry);
-    }
-    return files;
-  }
-
   std::string db_;
 };
 
 TEST_F(ToolTest, HelpForTheToolAndEveryCommand) {
   Result tool = expectRows({{{"--help"}, 0, "Usage: taldb [--root DIR | --config FILE]", true}});
   EXPECT_EQ(tool.out.rfind("Usage: taldb [--root DIR | --config FILE] [-v | -q] COMMAND", 0), 0u);
-  for (const std::string command : kCommands) {
+  std::istringstream commands(kCommands);
+  for (std::string command; commands >> command;) {
     EXPECT_NE(tool.out.find("  " + command + " "), std::string::npos) << command;
     // A command's own help, not the tool's, however it is asked for.
     for (const Names& args : std::vector<Names>{{command, "--help"}, {"help", command}}) {
@@ -286,16 +273,6 @@ TEST_F(ToolTest, CommandsBesideAnotherWriterSeeNoHalfWrittenRecord) {
   EXPECT_EQ(readFile(data("hosts/1")), "n99|99|");
 }
 
-TEST_F(ToolTest, RootComesFromTheEnvironmentOrAConfigurationFile) {
-  createDatabase();
-  setenv("TALDB_ROOT", db_.c_str(), 1);
-  writeFile("host.conf", "[Storage]\nStorageDatabase = " + db_ + "\n");
-  writeFile("empty.conf", "[Storage]\n");
-  expectRows({{{"count", "hosts"}, 0, "2\n", true},
-              {{"--config", at("host.conf"), "count", "hosts"}, 0, "2\n", true},
-              {{"--config", at("empty.conf"), "count", "hosts"}, 1, "StorageDatabase", true}});
-}
-
 TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
   createDatabase();
   EXPECT_EQ(readFile("db/tal/schema/hosts").substr(0, 28), "id[int]|name[varchar]|port[i");
@@ -349,32 +326,24 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
   EXPECT_FALSE(exists("db/tal"));
 }
 
-TEST_F(ToolTest, ListAndDumpInEveryFormat) {
-  createDatabase();
-  expectRows({
-      {{"put", "notes", "1", "say \"hi\""}, 0, "wrote record 1 of notes\n"},
-      {{"list", "hosts", "port=8080"}, 0, "id  name  port\n--  ----  ----\n1   h1    8080\n"},
-      {{"list", "hosts", "name=none", "--format", "json"}, 0, "[]\n"},
-      {{"dump", "notes", "--format", "csv"}, 0, "id,text\n1,\"say \"\"hi\"\"\"\n"},
-      {{"dump", "--format", "json"},
-       0,
-       "{\n  \"hosts\": [\n    {\"id\": 1, \"name\": \"h1\", "
-       "\"port\": 8080},\n    {\"id\": 2, \"name\": \"db01\", \"port\": 7}\n  ],\n  \"notes\": "
-       "[\n    {\"id\": 1, \"text\": \"say \\\"hi\\\"\"}\n  ]\n}\n"},
-      {{"tables", "--format", "json"},
-       0,
-       "[\n  {\"table\": \"hosts\", \"columns\": 3, \"records\": 2},\n"},
-      {{"dump", "--format=csv"},
-       0,
-       "# hosts\nid,name,port\n1,h1,8080\n2,db01,7\n\n# notes\nid,text\n1,"},
-  });
-}
-
-TEST_F(ToolTest, QuietHeaderlessVersionAndUnwritableOutput) {
+TEST_F(ToolTest, OutputInEveryFormatHeaderlessOrQuiet) {
   createDatabase();
   expectRows({
       {{"-V"}, 0, "taldb ", true},
       {{"--version"}, 0, "taldb ", true},
+      {{"put", "notes", "1", "say \"hi\""}, 0, "wrote record 1 of notes\n"},
+      {{"list", "hosts", "port=8080"}, 0, "id  name  port\n--  ----  ----\n1   h1    8080\n"},
+      {{"list", "hosts", "name=none", "--format", "json"}, 0, "[]\n"},
+      {{"dump", "notes", "--format", "csv"}, 0, "id,text\n1,\"say \"\"hi\"\"\"\n"},
+      {{"dump", "--format=json"},
+       0,
+       "{\n  \"hosts\": [\n    {\"id\": 1, \"name\": \"h1\", \"port\": 8080},\n    {\"id\": 2, "
+       "\"name\": \"db01\", \"port\": 7}\n  ],\n  \"notes\": [\n    {\"id\": 1, \"text\": \"say "
+       "\\\"hi\\\"\"}\n  ]\n}\n"},
+      {{"tables", "--format=json"},
+       0,
+       "[\n  {\"table\": \"hosts\", \"columns\": 3, \"records\": 2},"},
+      {{"dump", "--format=csv"}, 0, "# hosts\nid,name,port\n1,h1,8080\n2,db01,7\n\n# notes\nid,"},
   });
   EXPECT_EQ(run({"--root", db_, "list", "hosts", "--format=csv", "--no-header"}).out,
             "1,h1,8080\n2,db01,7\n");
@@ -389,6 +358,13 @@ TEST_F(ToolTest, QuietHeaderlessVersionAndUnwritableOutput) {
   std::ostringstream err;
   EXPECT_EQ(taldb_cli::RunTool({"--root", db_, "dump"}, full, err), 1);
   EXPECT_EQ(err.str(), "taldb: cannot write the output\n");
+  // The root may come from the environment or a configuration file.
+  setenv("TALDB_ROOT", db_.c_str(), 1);
+  writeFile("host.conf", "[Storage]\nStorageDatabase = " + db_ + "\n");
+  writeFile("empty.conf", "[Storage]\n");
+  expectRows({{{"count", "hosts"}, 0, "3\n", true},
+              {{"--config", at("host.conf"), "count", "hosts"}, 0, "3\n", true},
+              {{"--config", at("empty.conf"), "count", "hosts"}, 1, "StorageDatabase", true}});
 }
 
 TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
