@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -68,6 +69,19 @@ class TempRootTest : public ::testing::Test {
     std::sort(names.begin(), names.end());
     return names;
   }
+
+  // Every path under the directory with each file's content, to show that
+  // something changed nothing.
+  std::map<std::string, std::string> snapshot(const std::string& dir = "") const {
+    std::map<std::string, std::string> files;
+    for (const std::string& name : list(dir)) {
+      std::string path = dir.empty() ? name : dir + "/" + name;
+      files[path] = readFile(path);
+      for (const auto& entry : snapshot(path)) files.insert(entry);
+    }
+    return files;
+  }
+
   // Lays down a table by hand: its schema file (schema line, "\n", any
   // fingerprint) under tal/schema and an empty directory under tal/database.
   void makeTable(const std::string& name, const std::string& schemaLine) const {
