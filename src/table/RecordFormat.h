@@ -104,8 +104,8 @@ class TermList {
 
 // ---- Column specification of AddTable: "id(int), name(varchar)".
 
-// The schema line of a specification, which is a writable copy: white space
-// anywhere is dropped from it first. 0; 1 a type other than int and varchar;
+// The schema line of a column specification, held in a writable copy: white
+// space anywhere is dropped from it first. 0; 1 a type other than int and varchar;
 // 11 an item beginning with "(" or ")"; 18 without memory (logged).
 int ColumnSpecToSchema(char* spec, TextBuffer& schema);
 

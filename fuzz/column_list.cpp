@@ -1,5 +1,5 @@
 // The column specification of AddTable: "name(type)" items separated by ",",
-// white space anywhere ignored. An accepted specification gives a schema line
+// white space anywhere ignored. An accepted column list gives a schema line
 // without white space that reads back as one int or varchar column per item,
 // each named by the text before the item's "(" (the whole item without one),
 // as long as no name holds "|" or "[", the schema line's own delimiters; and
