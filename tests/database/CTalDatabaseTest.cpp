@@ -215,3 +215,24 @@ TEST_F(DatabaseTest, DropTableRemovesOnlyAnEmptyTable) {
                                            "] reason [Device or resource busy]")}));
   EXPECT_TRUE(exists("other/tal/database"));
 }
+
+// A null argument is refused with 20 (safe_save: -1) before anything is done.
+TEST_F(DatabaseTest, NullArgumentsAreRefused) {
+  openEmpty();
+  ASSERT_EQ(db.AddTable("t", "id(int),v(varchar)"), 0);
+  TalDB::CTable* t = db.GetTable("t");
+  const std::pair<int, int> calls[] = {
+      {db.open(static_cast<_kwConfigClass*>(nullptr)), 20},
+      {db.createTableF(nullptr), 20},
+      {db.DropTable(static_cast<const char*>(nullptr)), 20},
+      {db.DropTable(static_cast<TalDB::CTable*>(nullptr)), 20},
+      {t->readSchema(nullptr), 20},
+      {t->updateRecord(nullptr, "v=1"), 20},
+      {t->deleteRecord(nullptr), 20},
+      {t->safe_save(nullptr, "x|", 2), -1},
+  };
+  for (const auto& [got, want] : calls) EXPECT_EQ(got, want);
+  Logs expected(8, Err(20, "invalid parameter"));
+  expected[3] = Err(20, "parameter null");
+  EXPECT_EQ(log_.take(), expected);
+}

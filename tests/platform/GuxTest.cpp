@@ -74,6 +74,7 @@ TEST_F(GuxFileTest, IniReaderRules) {
             "top = before any section\n"
             "; comment\n# comment\n\n"
             "[ one ]\r\n"
+            "a line without an equals sign\n"
             "; hidden = a comment, not a key\n"
             "  # hidden2 = nor this\n"
             "  key =  spaced value ; not a comment \r\n"
@@ -96,6 +97,7 @@ TEST_F(GuxFileTest, IniReaderRules) {
       {"two", "Key", 5, "upper"},
       {"two", "key", 0, "dflt"},  // case-sensitive
       {"none", "top", 0, "dflt"},
+      {"", "top", 0, "dflt"},  // before any section is in none, not in ""
       {"one", "; hidden", 0, "dflt"},
       {"one", "# hidden2", 0, "dflt"},
   };
@@ -129,6 +131,7 @@ TEST_F(GuxFileTest, IniSectionList) {
   EXPECT_EQ(std::string(buf, 14), std::string("first\0second\0\0", 14));
   EXPECT_EQ(InifileGetValueA(nullptr, nullptr, buf, sizeof buf, nullptr, at("none.ini").c_str()),
             0);
+  EXPECT_EQ(buf[0], '\0');  // an empty list
   // A NUL ends what is read of a line, so it can neither split a name nor end
   // the list before the later sections.
   writeFile("nul.ini", std::string("[a\0b]\nk = v\0w\n[\0x]\n[c]\n", 23));
