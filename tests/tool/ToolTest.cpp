@@ -1,6 +1,5 @@
-// The taldb tool run in-process through RunTool, as main() runs it: rows of a
-// command line, the exit status it must give, and texts its standard output
-// and standard error must hold; then the files it left on disk.
+// The taldb tool run in-process through RunTool, as main() runs it: rows of a command line, the
+// exit status it must give and a text its output must hold; then the files it left on disk.
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,9 +13,8 @@
 
 namespace {
 
-// A command line (after --root DB, unless noRoot), its exit status, and a
-// text that must occur in its standard output on success (standard error
-// then staying empty), in its standard error otherwise.
+// A command line (after --root DB, unless noRoot), its exit status, and a text that must occur in
+// its standard output on success (standard error then staying empty), in its standard error else.
 struct Row {
   Names args;
   int status;
@@ -36,8 +34,7 @@ const char* const kCommands =
 
 class ToolTest : public TempRootTest {
  protected:
-  // Only the tool reads TALDB_ROOT, so clearing it here keeps one test's
-  // setting from reaching the next.
+  // Only the tool reads TALDB_ROOT; clearing it keeps one test's setting from reaching the next.
   void SetUp() override {
     TempRootTest::SetUp();
     unsetenv("TALDB_ROOT");
@@ -52,9 +49,8 @@ class ToolTest : public TempRootTest {
     return {status, out.str(), err.str()};
   }
 
-  // Runs every row in order and checks it, returning what the last row gave;
-  // the rows of a table share one database, so a row sees what the rows
-  // before it did, each reading input as its standard input.
+  // Runs and checks every row in order, each reading input as standard input, and returns what
+  // the last gave; the rows share one database, so a row sees what the rows before it did.
   Result expectRows(const std::vector<Row>& rows, const std::string& input = "") const {
     Result got;
     for (const Row& row : rows) {
@@ -70,8 +66,7 @@ class ToolTest : public TempRootTest {
     return got;
   }
 
-  // A database under db_ with the tables hosts (id, name, port; records 1 and
-  // 2) and notes (id, text; empty).
+  // A database under db_ with tables hosts (id, name, port; records 1, 2) and notes (id, text).
   void createDatabase() const {
     writeFile("test.ini",
               "[about]\nnote = not a table\n"
@@ -202,8 +197,7 @@ TEST_F(ToolTest, FailuresAreReportedAsTheLibraryAndTheDiskShowThem) {
   fault::failCall(fault::kUnlink, EIO, 1, "hosts/1");
   expectRows({{{"delete", "hosts", "1"}, 1, "record file " + at(data("hosts/1")) + " could not"}});
   fault::failCall(fault::kUnlink, EIO, 1, "hosts/2");
-  Result clear =
-      expectRows({{{"clear", "hosts"}, 1, "taldb: clear hosts: could not remove 2 sub\n"}});
+  Result clear = expectRows({{{"clear", "hosts"}, 1, "clear hosts: could not remove 2 sub\n"}});
   EXPECT_EQ(clear.out, "cleared table hosts: 1 record removed\n");
   EXPECT_TRUE(exists(data("hosts/2")));
   unlink(at(data("notes/3")).c_str());
@@ -217,10 +211,8 @@ TEST_F(ToolTest, FailuresAreReportedAsTheLibraryAndTheDiskShowThem) {
 TEST_F(ToolTest, ListingsSayWhatTheySkipAndCountsAgree) {
   createDatabase();
   makeDir(data("hosts/sub"));
-  writeFile(data("hosts/4.ADD"), "x|1|");
-  writeFile(data("hosts/9.tmp"), "z|9|");
-  writeFile(data("hosts/5"), "");
-  writeFile(data("hosts/6"), "only|");
+  const Names files({"4.ADD", "x|1|", "9.tmp", "z|9|", "5", "", "6", "only|"});  // name, content
+  for (size_t i = 0; i < files.size(); i += 2) writeFile(data("hosts/" + files[i]), files[i + 1]);
   const std::string skipped =
       "taldb: skipped hosts/4.ADD: a marked name, never a record; 'taldb recover' removes it\n"
       "taldb: skipped hosts/5: record file is empty\n"
@@ -243,8 +235,7 @@ TEST_F(ToolTest, ListingsSayWhatTheySkipAndCountsAgree) {
             "see 'taldb list hosts'\n");
 }
 
-// Two processes updating one record while a third reads it: no command may
-// see the record half written and report it missing or unreadable.
+// Two processes update one record while a third reads it: none may see it half written.
 TEST_F(ToolTest, CommandsBesideAnotherWriterSeeNoHalfWrittenRecord) {
   createDatabase();
   const std::vector<Names> work = {
@@ -355,19 +346,15 @@ TEST_F(ToolTest, OutputInEveryFormatHeaderlessOrQuiet) {
 TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
   createDatabase();
   expectRows({{{"check"}, 0, "no problems found under " + db_ + "\n"}});
-  // Every kind of problem the check knows.
-  for (const Names& f : std::vector<Names>{{"hosts/4.ADD", "x|1|"},
-                                           {"notes/x.UPDATE.old", "y|"},
-                                           {"hosts/1.tmp", "h1|8|"},
-                                           {"hosts/9.tmp", "z|9|"},
-                                           {"hosts/7.tmp", "torn|"},
-                                           {"hosts/5", ""},
-                                           {"hosts/6", "only|"},
-                                           {"notes/2", std::string(2048, 'n') + "|"},
-                                           {"../schema/ghost", "id[int]|a[int]\nfp"},
-                                           {"../schema/partial", "id[int]|b|c[int]\nfp"},
-                                           {"../schema/blank", "\nfp"}})
-    writeFile(data(f[0]), f[1]);
+  // Every kind of problem the check knows, from files given as name, content, name, ...
+  const Names files({"hosts/4.ADD", "x|1|", "notes/x.UPDATE.old", "y|", "hosts/1.tmp", "h1|8|",
+                     "hosts/9.tmp", "z|9|", "hosts/7.tmp", "torn|", "hosts/5", "", "hosts/6",
+                     "only|"});
+  for (size_t i = 0; i < files.size(); i += 2) writeFile(data(files[i]), files[i + 1]);
+  writeFile(data("notes/2"), std::string(2048, 'n') + "|");
+  const Names schemas({"ghost", "id[int]|a[int]", "partial", "id[int]|b|c[int]", "blank", ""});
+  for (size_t i = 0; i < schemas.size(); i += 2)
+    writeFile("db/tal/schema/" + schemas[i], schemas[i + 1] + "\nfp");
   for (const char* dir : {"hosts/sub", "orphan", "partial", "blank"}) makeDir(data(dir));
   auto before = snapshot();
   Result check = expectRows({{{"check"}, 1, ""}});
@@ -380,8 +367,7 @@ TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
            "database/hosts/5: record file is empty" + repair + "does not fix it\n",
            "database/hosts/6: record has too few fields (1 of 2)",
            "hosts/7.tmp: leftover of an interrupted write, not a whole record" + repair + "leaves",
-           "hosts/9.tmp: whole record left by an interrupted write, its record missing" + repair +
-               "renames it into place\n",
+           "its record missing" + repair + "renames it into place\n",
            "database/hosts/sub: a directory where only record files belong",
            "database/notes/x.UPDATE.old: marked name",
            "notes/2: the value of column text is longer than the 2047 bytes a value keeps",
@@ -394,8 +380,7 @@ TEST_F(ToolTest, CheckRecoverAndRepairReportWhatTheyFindAndDo) {
   expectRows({{{"--root", at("none"), "check"}, 1, "no database under", true}});
 
   // Recovery removes the marked names only; repair then deals with the rest.
-  for (const char* file : {"ghost", "partial", "blank"})
-    unlink(at("db/tal/schema/" + std::string(file)).c_str());
+  for (size_t i = 0; i < schemas.size(); i += 2) unlink(at("db/tal/schema/" + schemas[i]).c_str());
   expectRows(
       {{{"recover"}, 0, "removed hosts/4.ADD\nremoved notes/x.UPDATE.old\nrecovered 2 tables"}});
   before = snapshot();
@@ -437,13 +422,12 @@ TEST(ToolNumbers, WholeNumbersOfIntAndBigintColumns) {
       {2, {"0", "-2147483648"}},
       {1, {"2147483648", "-9223372036854775808"}},
       {0, {"9223372036854775808", "007", "-0", "", "-", " 1", "1e3"}}};
-  for (const auto& group : groups) {
+  for (const auto& group : groups)
     for (const std::string& text : group.second) {
       EXPECT_EQ(taldb_cli::isWholeNumber(text, Kind::Int), group.first == 2) << text;
       EXPECT_EQ(taldb_cli::isWholeNumber(text, Kind::BigInt), group.first >= 1) << text;
       EXPECT_FALSE(taldb_cli::isWholeNumber(text, Kind::Text)) << text;
     }
-  }
 }
 
 TEST_F(ToolTest, IniDumpCreatesTheSameDatabaseFileForFile) {
@@ -507,8 +491,8 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"import", "hosts", at("none.csv")}, 1, "cannot read " + at("none.csv")}});
 
-  // Ids are allocated, or kept with --put; unnamed columns stay empty; cells
-  // come quoted as csv output quotes them, with "\r\n" line ends too.
+  // Ids are allocated, or kept with --put; unnamed columns stay empty; cells come quoted as csv
+  // output quotes them, with "\r\n" line ends too.
   writeFile("rows.csv", "port,id,name\r\n9,77,\"say \"\"hi\"\"\"\r\n,78, b \n");
   expectRows({{{"import", "hosts", at("rows.csv")}, 0, "3\n4\nimported 2 records into hosts"},
               {{"-q", "import", "hosts", at("rows.csv"), "--put"}, 0, "77\n78\n"}});
