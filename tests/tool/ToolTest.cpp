@@ -45,8 +45,7 @@ class ToolTest : public TempRootTest {
   Result run(const Names& args, const std::string& input = "") const {
     std::ostringstream out, err;
     std::istringstream in(input);
-    int status = taldb_cli::RunTool(args, out, err, &in);
-    return {status, out.str(), err.str()};
+    return {taldb_cli::RunTool(args, out, err, &in), out.str(), err.str()};
   }
 
   // Runs and checks every row in order, each reading input as standard input, and returns what
@@ -69,8 +68,7 @@ class ToolTest : public TempRootTest {
   // A database under db_ with tables hosts (id, name, port; records 1, 2) and notes (id, text).
   void createDatabase() const {
     writeFile("test.ini",
-              "[about]\nnote = not a table\n"
-              "[hosts]\nschema = id[int]|name[varchar]|port[int]\n"
+              "[about]\nnote = not a table\n[hosts]\nschema = id[int]|name[varchar]|port[int]\n"
               "rec_1 = 1, {{$talhost}}, 8080\nrec_2 = 2, db01, {{$talid}}\n"
               "[notes]\nschema = id[int]|text[varchar]\n");
     expectRows(
@@ -214,11 +212,10 @@ TEST_F(ToolTest, ListingsSayWhatTheySkipAndCountsAgree) {
   for (size_t i = 0; i < files.size(); i += 2) writeFile(data("hosts/" + files[i]), files[i + 1]);
   const std::string skipped =
       "taldb: skipped hosts/4.ADD: a marked name, never a record; 'taldb recover' removes it\n"
-      "taldb: skipped hosts/5: record file is empty\n"
-      "taldb: skipped hosts/6: record has too few fields (1 of 2)\n"
-      "taldb: skipped hosts/9.tmp: the temporary file of an interrupted write, never a record; "
-      "'taldb check' says what to do with it\n"
-      "taldb: skipped hosts/sub: a directory where only record files belong\n";
+      "taldb: skipped hosts/5: record file is empty\ntaldb: skipped hosts/6: record has too few "
+      "fields (1 of 2)\ntaldb: skipped hosts/9.tmp: the temporary file of an interrupted write, "
+      "never a record; 'taldb check' says what to do with it\ntaldb: skipped hosts/sub: a "
+      "directory where only record files belong\n";
   for (const char* command : {"list", "dump"}) {
     Result got = run({"--root", db_, command, "hosts", "--format=csv"});
     EXPECT_EQ(got.status, 0);
