@@ -41,8 +41,9 @@ class ToolTest : public TempRootTest {
     db_ = at("db");
   }
 
-  // input is what the command reads as standard input.
-  Result run(const Names& args, const std::string& input = "") const {
+  // Runs args (after --root DB, if root) with input as its standard input.
+  Result run(Names args, const std::string& input = "", bool root = true) const {
+    if (root) args.insert(args.begin(), {"--root", db_});
     std::ostringstream out, err;
     std::istringstream in(input);
     return {taldb_cli::RunTool(args, out, err, &in), out.str(), err.str()};
@@ -53,9 +54,7 @@ class ToolTest : public TempRootTest {
   Result expectRows(const std::vector<Row>& rows, const std::string& input = "") const {
     Result got;
     for (const Row& row : rows) {
-      Names args = row.args;
-      if (!row.noRoot) args.insert(args.begin(), {"--root", db_});
-      got = run(args, input);
+      got = run(row.args, input, !row.noRoot);
       std::string shown = ::testing::PrintToString(row.args) + "\n" + got.out + got.err;
       EXPECT_EQ(got.status, row.status) << shown;
       EXPECT_NE((row.status == 0 ? got.out : got.err).find(row.text), std::string::npos) << shown;
@@ -217,14 +216,14 @@ TEST_F(ToolTest, ListingsSayWhatTheySkipAndCountsAgree) {
       "never a record; 'taldb check' says what to do with it\ntaldb: skipped hosts/sub: a "
       "directory where only record files belong\n";
   for (const char* command : {"list", "dump"}) {
-    Result got = run({"--root", db_, command, "hosts", "--format=csv"});
+    Result got = run({command, "hosts", "--format=csv"});
     EXPECT_EQ(got.status, 0);
     EXPECT_EQ(got.out, "id,name,port\n1,h1,8080\n2,db01,7\n");
     EXPECT_EQ(got.err, skipped);
   }
-  Result count = run({"--root", db_, "count", "hosts"});
+  Result count = run({"count", "hosts"});
   EXPECT_EQ(count.out + count.err, "2\n" + skipped);
-  Result tables = run({"--root", db_, "tables", "--format", "csv"});
+  Result tables = run({"tables", "--format", "csv"});
   EXPECT_EQ(tables.out, "table,columns,records\nhosts,3,2\nnotes,2,0\n");
   EXPECT_EQ(tables.err,
             "taldb: hosts: 5 entries are not a readable record and not counted; "
@@ -241,7 +240,6 @@ TEST_F(ToolTest, CommandsBesideAnotherWriterSeeNoHalfWrittenRecord) {
     if (children.emplace_back(fork()) != 0) continue;
     for (int i = 0; i < 100; ++i) {
       Names args = work[w];
-      args.insert(args.begin(), {"--root", db_});
       if (w < 2) args.back() += std::to_string(i);
       if (run(args).status != 0) _exit(1);
     }
@@ -315,14 +313,12 @@ TEST_F(ToolTest, OutputInEveryFormatHeaderlessOrQuiet) {
       {{"tables", "--format=json"}, 0, "[\n  {\"table\": \"hosts\", \"columns\": 3, \"rec"},
       {{"dump", "--format=csv"}, 0, "# hosts\nid,name,port\n1,h1,8080\n2,db01,7\n\n# notes\nid,"},
   });
-  EXPECT_EQ(run({"--root", db_, "list", "hosts", "--format=csv", "--no-header"}).out,
-            "1,h1,8080\n2,db01,7\n");
-  EXPECT_EQ(run({"--root", db_, "get", "hosts", "2", "--format=csv", "--no-header"}).out,
-            "2,db01,7\n");
-  EXPECT_EQ(run({"--root", db_, "list", "hosts", "--no-header"}).out.rfind("1   h1", 0), 0u);
+  EXPECT_EQ(run({"list", "hosts", "--format=csv", "--no-header"}).out, "1,h1,8080\n2,db01,7\n");
+  EXPECT_EQ(run({"get", "hosts", "2", "--format=csv", "--no-header"}).out, "2,db01,7\n");
+  EXPECT_EQ(run({"list", "hosts", "--no-header"}).out.rfind("1   h1", 0), 0u);
   // Quiet: the confirmation goes, the data asked for stays.
-  EXPECT_EQ(run({"--root", db_, "-q", "update", "hosts", "1", "port=1"}).out, "");
-  EXPECT_EQ(run({"--root", db_, "--quiet", "add", "hosts", "x,2"}).out, "3\n");
+  EXPECT_EQ(run({"-q", "update", "hosts", "1", "port=1"}).out, "");
+  EXPECT_EQ(run({"--quiet", "add", "hosts", "x,2"}).out, "3\n");
   // Output that cannot be written is a failure, whatever the command did.
   std::ostream full(nullptr);
   std::ostringstream err;
@@ -489,9 +485,9 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/78")), "say \"hi\"|9|b||");
   // A table's csv dump imports into another of the same columns as it was.
   expectRows({{{"add-table", "copy", "id(int),name(varchar),port(int)"}, 0, "added"}});
-  Result dump = run({"--root", db_, "dump", "hosts", "--format", "csv"});
+  Result dump = run({"dump", "hosts", "--format", "csv"});
   expectRows({{{"import", "copy", "-", "--put"}, 0, "imported 6 records into copy"}}, dump.out);
-  EXPECT_EQ(run({"--root", db_, "dump", "copy", "--format", "csv"}).out, dump.out);
+  EXPECT_EQ(run({"dump", "copy", "--format", "csv"}).out, dump.out);
 }
 
 TEST_F(ToolTest, SqlDumpLoadsIntoSqlite) {
