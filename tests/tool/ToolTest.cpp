@@ -153,7 +153,7 @@ TEST_F(ToolTest, RefusedCommandLinesExitWithTwoAndChangeNothing) {
       {{"list", "hosts", "port=8080,junk"}, 2, "the term 'junk' has no '='"},
       {{"list", "hosts", "port=8080,,name=h1"}, 2, "it has an empty term"},
       // Counted as the store counts: a trailing comma adds no value.
-      {{"add", "hosts", "a,b,1,"}, 2, hosts + "3 values given for the 2 columns after the first"},
+      {{"add", "hosts", "a,b,1,"}, 2, hosts + "4 values given for the 2 columns after the first"},
       {{"add", "hosts", "only-one"}, 2, hosts + "1 value given"},
       {{"put", "hosts", "5,x"}, 2, hosts + "2 values given for all of them, the id first"},
   });
@@ -267,6 +267,9 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
       {{"add", "hosts", "web03", "9091"}, 0, "4\n"},
       {{"put", "hosts", "10,x,1"}, 0, "wrote record 10 of hosts\n"},
       {{"put", "hosts", "10", "y", "2"}, 0, "record 10 of hosts (replaced the earlier one)\n"},
+      // An empty last value is a value, not a trailing comma.
+      {{"put", "notes", "9", ""}, 0, "wrote record 9 of notes\n"},
+      {{"get", "notes", "9", "--format=csv"}, 0, "\n9,\n"},
       // Ids sort as numbers: 2 before 10.
       {{"list", "hosts", "--format=csv"}, 0, "\n2,db01,7\n3,web02,9090\n4,web03,9091\n10,y,2\n"},
       {{"get", "hosts", "3"}, 0, "id    3\nname  web02\nport  9090\n"},

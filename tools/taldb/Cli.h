@@ -234,6 +234,10 @@ void checkValue(const std::string& value);
 // value (which then must not hold a comma). Every value is checked.
 std::vector<std::string> splitValues(const std::vector<std::string>& args);
 std::string joinValues(const std::vector<std::string>& values);
+// The store's record text of values. Joined by ", ", since the store drops a
+// trailing empty piece after a bare ","; a blank keeps a lone empty last
+// value. The store trims every value, so neither reaches a record.
+std::string recordText(const std::vector<std::string>& values);
 
 // An id given on the command line for a new record: decimal digits (blanks
 // around them allowed) naming a number from 0 to 2147483647, the ids the store

@@ -286,7 +286,7 @@ int cmdCount(Context& ctx) {
 }
 
 int cmdAdd(Context& ctx) {
-  std::string text = joinValues(splitValues(argsFrom(ctx, 1)));
+  std::string text = recordText(splitValues(argsFrom(ctx, 1)));
   CTable& table = ctx.table(ctx.arg(0));
   checkRecordValues(table, text, false);
   int id = 0;
@@ -300,10 +300,10 @@ int cmdPut(Context& ctx) {
   std::vector<std::string> values = splitValues(argsFrom(ctx, 1));
   values.front() = std::to_string(parseRecordId(values.front()));
   CTable& table = ctx.table(ctx.arg(0));
-  checkRecordValues(table, joinValues(values), true);
+  checkRecordValues(table, recordText(values), true);
   bool replaced = recordFileExists(table, values.front());
   if (replaced) requireRecord(ctx, table, values.front());
-  ctx.require(table.addRecord(joinValues(values).c_str(), nullptr, 0), action(ctx));
+  ctx.require(table.addRecord(recordText(values).c_str(), nullptr, 0), action(ctx));
   requireWritten(ctx, table, values.front());
   ctx.note() << "wrote record " << values.front() << " of " << table.name()
              << (replaced ? " (replaced the earlier one)" : "") << "\n";

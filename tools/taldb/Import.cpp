@@ -136,16 +136,6 @@ std::vector<std::string> rowValues(const CsvRow& row, const std::vector<int>& ma
   return values;
 }
 
-// The store's record text. Joined by ", ", since the store drops a trailing
-// empty piece after a bare ","; a blank keeps a lone empty value. The store
-// trims every value, so neither reaches a record.
-std::string recordText(std::vector<std::string>::const_iterator begin,
-                       std::vector<std::string>::const_iterator end) {
-  std::string text;
-  for (auto value = begin; value != end; ++value) text += (value == begin ? "" : ", ") + *value;
-  return end != begin && end[-1].empty() ? text + " " : text;
-}
-
 }  // namespace
 
 int cmdImport(Context& ctx) {
@@ -162,14 +152,14 @@ int cmdImport(Context& ctx) {
       records.push_back(rowValues(rows[i], map, columns.size()));
       // The checks add and put make: each value by its column, the count.
       checkRecordValues(
-          table, recordText(records.back().begin() + (put ? 0 : 1), records.back().end()), put);
+          table, recordText({records.back().begin() + (put ? 0 : 1), records.back().end()}), put);
     } catch (const UsageError& error) {
       throw UsageError(source + " line " + std::to_string(rows[i].line) + ": " + error.what());
     }
   }
   for (const std::vector<std::string>& values : records) {
     int id = 0;
-    std::string text = recordText(values.begin() + (put ? 0 : 1), values.end());
+    std::string text = recordText({values.begin() + (put ? 0 : 1), values.end()});
     ctx.require(table.addRecord(text.c_str(), put ? nullptr : &id, 0),
                 "import " + std::string(table.name()) + " (" + source + ")");
     ctx.out() << (put ? values[0] : std::to_string(id)) << "\n";

@@ -68,6 +68,12 @@ std::vector<std::string> splitValues(const std::vector<std::string>& args) {
   return values;
 }
 
+std::string recordText(const std::vector<std::string>& values) {
+  std::string text;
+  for (size_t i = 0; i < values.size(); ++i) text += (i ? ", " : "") + values[i];
+  return !values.empty() && values.back().empty() ? text + " " : text;
+}
+
 std::string joinValues(const std::vector<std::string>& values) {
   std::string text;
   for (size_t i = 0; i < values.size(); ++i) text += (i ? "," : "") + values[i];
