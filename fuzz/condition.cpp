@@ -1,8 +1,8 @@
 // The listing condition: "name=value" terms separated by ",", read up to the
 // first term that is empty or has no "=". A record built to hold every term's
 // value under its name must match, in any column order; without a column of
-// the first term's name it must not, and a condition without a complete term
-// matches nothing.
+// the first term's name it must not, nor with another value there (values
+// compare exactly); and a condition without a complete term matches nothing.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -38,5 +38,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (TalDB::CColumn* column : record.list)
     if (first != column->name()) without.push_back(column);
   FUZZ_CHECK(!condition.matches(without));
+
+  std::string value = record.list[0]->data();
+  std::string other = value.size() + 1 < TalDB::kValueLimit
+                          ? value + "x"
+                          : value.substr(0, value.size() - 1) + (value.back() == 'x' ? "y" : "x");
+  for (TalDB::CColumn* column : record.list)
+    if (first == column->name()) column->SetData(other.c_str());
+  FUZZ_CHECK(!condition.matches(record.list));
   return 0;
 }

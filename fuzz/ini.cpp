@@ -4,10 +4,11 @@
 // - The section list is as long as the reader reports, its names are
 //   non-empty and distinct, and Q is the last; with one byte too few the
 //   buffer holds the list's first names whole, still with the full length
-//   reported.
+//   reported, and a buffer of exactly that length holds the whole list.
 // - When the first line is a "key = value" line, looking the key up under Q
 //   gives the trimmed text after its first "=" (or the default, for an empty
-//   value), cut to the buffer with the full length reported.
+//   value), cut to the buffer with the full length reported. A comment line
+//   that holds "=" gives no key.
 #include <algorithm>
 #include <set>
 #include <string>
@@ -62,11 +63,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FUZZ_CHECK(ListedNames(shortList, shortList.size(), first));
   FUZZ_CHECK(first.size() < names.size());
   FUZZ_CHECK(std::equal(first.begin(), first.end(), names.begin()));
+  std::vector<char> exact(total, 'x');  // exactly big enough: the whole list
+  FUZZ_CHECK(InifileGetValueA(nullptr, nullptr, exact.data(), total, nullptr, path.c_str()) ==
+             total);
+  FUZZ_CHECK(std::equal(exact.begin(), exact.end(), buffer.begin()));
 
   size_t equals = firstLine.find('=');
   std::string line = fuzz::Trim(firstLine);
-  if (equals == std::string::npos || line[0] == ';' || line[0] == '#' || line[0] == '[') return 0;
+  if (equals == std::string::npos || line[0] == '[') return 0;
   std::string key = fuzz::Trim(firstLine.substr(0, equals));
+  if (line[0] == ';' || line[0] == '#') {  // a comment, "=" or not: never a key
+    FUZZ_CHECK(InifileGetValueA(own.c_str(), key.c_str(), buffer.data(), buffer.size(), "none",
+                                path.c_str()) == 0);
+    return 0;
+  }
   std::string value = fuzz::Trim(firstLine.substr(equals + 1));
   int length = InifileGetValueA(own.c_str(), key.c_str(), buffer.data(), buffer.size(), "default",
                                 path.c_str());

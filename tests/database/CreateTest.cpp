@@ -43,30 +43,28 @@ TEST_F(CreateTest, StopsAtTheFirstTableThatFails) {
   EXPECT_EQ(log_.take(), (Logs{Err(20, "Create Tree [" + at("tal/database") + "] failed")}));
 }
 
+// The id and host are set before the description file is looked at; 0 and an empty host mean the
+// defaults, and a single section makes the directories but no table.
 TEST_F(CreateTest, SetsIdAndHost) {
+  auto idHost = [](const CTalDatabase& d) { return std::to_string(d.id()) + " " + d.host(); };
   EXPECT_EQ(db.Create(nullptr, 9, "x"), 20);
-  EXPECT_EQ(log_.take(), (Logs{Err(20, "invalid parameter")}));
-  EXPECT_EQ(db.id(), 1);
-  EXPECT_STREQ(db.host(), "127.0.0.1");
-  std::string missing = at("missing.ini");
-  EXPECT_EQ(db.Create(missing.c_str(), 9, "x"), 20);
-  EXPECT_EQ(log_.take(), (Logs{Err(20, "can't find ini file at [" + missing + "]")}));
-  EXPECT_EQ(db.id(), 9);
-  EXPECT_STREQ(db.host(), "x");
+  EXPECT_EQ(idHost(db), "1 127.0.0.1");
+  EXPECT_EQ(db.Create(at("missing.ini").c_str(), 9, "x"), 20);
+  EXPECT_EQ(log_.take(), (Logs{Err(20, "invalid parameter"),
+                               Err(20, "can't find ini file at [" + at("missing.ini") + "]")}));
+  EXPECT_EQ(idHost(db), "9 x");
   EXPECT_FALSE(exists("tal"));
-
-  std::string ini = describe("[only]\nschema = id[int]\n");  // a single section: no table
-  const std::tuple<int, const char*, int, const char*> cases[] = {
-      {0, nullptr, 1, "127.0.0.1"}, {-3, "", -3, "127.0.0.1"}, {42, "h", 42, "h"}};
-  for (auto [id, host, wantId, wantHost] : cases) {
+  std::string ini = describe("[only]\nschema = id[int]\n");
+  for (auto [id, host, want] : {std::tuple{0, (const char*)nullptr, "1 127.0.0.1"},
+                                {-3, "", "-3 127.0.0.1"},
+                                {42, "h", "42 h"}}) {
     CTalDatabase fresh;
     fresh.open(root_.c_str());
     EXPECT_EQ(fresh.Create(ini.c_str(), id, host), 0);
-    EXPECT_EQ(fresh.id(), wantId);
-    EXPECT_STREQ(fresh.host(), wantHost);
+    EXPECT_EQ(idHost(fresh), want);
   }
-  EXPECT_EQ(list("tal"), (Names{"database", "schema"}));
-  EXPECT_TRUE(list("tal/schema").empty() && list("tal/database").empty());
+  EXPECT_EQ(snapshot("tal"),
+            (std::map<std::string, std::string>{{"tal/database", ""}, {"tal/schema", ""}}));
 }
 
 TEST_F(CreateTest, ReadsALongSectionList) {

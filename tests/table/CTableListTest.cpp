@@ -30,25 +30,9 @@ TEST_F(TableTest, ScansSkipMarkedAndUnreadableEntries) {
 TEST_F(TableTest, ConditionRules) {
   put("5", "x y|a=b|");
   ASSERT_EQ(table->readRecord("5"), 0);
-  // Terms are trimmed, names lose inner blanks, values compare exactly, and
-  // evaluation ends at the first term without a value.
-  const std::pair<const char*, bool> cases[] = {
-      {"id=5", true},
-      {"id=05", false},
-      {"na me = x y ", true},
-      {"name=X Y", false},
-      {"name=xy", false},
-      {"port=a=b", true},
-      {"id=5,name=x y", true},
-      {"id=6,name=x y", false},
-      {"id=5,junk", true},
-      {"junk,id=5", false},
-      {"", false},
-      {"nope=5", false},
-      {"id=\t5\n", true},
-  };
-  for (auto [condition, match] : cases)
-    EXPECT_EQ(table->MatchColumn(condition), match) << condition;
+  // The term rules are the condition fuzz target's; here the table applies them to its record.
+  EXPECT_TRUE(table->MatchColumn("na me = x y ,port=a=b,junk,id=6"));
+  EXPECT_FALSE(table->MatchColumn("id=5,name=X Y"));
   EXPECT_TRUE(log_.take().empty());
   EXPECT_FALSE(table->MatchColumn(nullptr));
   EXPECT_EQ(log_.take(), (Logs{Info(-1, "no condition")}));

@@ -125,6 +125,7 @@ TEST_F(WriteTest, AddRecordWithGivenAndAllocatedIds) {
   EXPECT_EQ(id, 4);
 }
 
+// The assignment rules themselves are the assignments fuzz target's.
 TEST_F(WriteTest, UpdateRecordAppliesAssignments) {
   struct Case {
     const char* name;
@@ -134,9 +135,6 @@ TEST_F(WriteTest, UpdateRecordAppliesAssignments) {
     Logs logged;
   } cases[] = {
       {"4", " po rt = 9090 ", 0, "web02|9090|", {}},
-      {"4", "name = a b , port=a=b", 0, "a b|a=b|", {}},
-      {"4", "name", 0, "|8081|", {}},
-      {"4", "id=8", 0, "web02|8081|", {}},
       {"4", "colour=red", 11, "web02|8081|", {Err(11, "can't get column by key [colour]")}},
       {"4", "port=1,,name=x", 11, "web02|8081|", {Err(11, "syntax error: no key")}},
       {"4", nullptr, 18, "web02|8081|", {Err(18, "no memory")}},
