@@ -20,14 +20,13 @@
 
 namespace {
 
-// Runs body in a child process with the writing end of a pipe; returns the
-// child's pid and sets readEnd to the reading end.
+// Runs body in a child process with the writing end of a pipe, of which the
+// parent keeps the reading end.
 pid_t Spawn(const std::function<void(int)>& body, int& readEnd) {
   int fds[2];
   if (pipe(fds) != 0) return -1;
   pid_t pid = fork();
   if (pid == 0) {
-    close(fds[0]);
     body(fds[1]);
     _exit(0);
   }
@@ -38,18 +37,17 @@ pid_t Spawn(const std::function<void(int)>& body, int& readEnd) {
 
 // One line per write, so that a kill never leaves half a report.
 void Report(int fd, const std::string& line) {
-  std::string text = line + "\n";
-  if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) _exit(3);
+  if (write(fd, (line + "\n").data(), line.size() + 1) != ssize_t(line.size() + 1)) _exit(3);
 }
 
 // Reads the child's lines to the end, then reaps it and returns its status.
-int Finish(pid_t pid, int fd, std::vector<std::string>* lines = nullptr) {
+int Finish(pid_t pid, int fd, std::vector<std::string>& lines) {
   std::string all;
   char buffer[4096];
   for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) all.append(buffer, got);
   close(fd);
   std::istringstream in(all);
-  for (std::string line; lines != nullptr && std::getline(in, line);) lines->push_back(line);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
   int status = 0;
   waitpid(pid, &status, 0);
   return status;
@@ -97,7 +95,7 @@ TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
   std::map<std::string, std::string> acknowledged;
   for (auto& child : children) {
     std::vector<std::string> lines;
-    EXPECT_EQ(Finish(child.first, child.second, &lines), 0);
+    EXPECT_EQ(Finish(child.first, child.second, lines), 0);
     for (const std::string& line : lines) {
       std::string id = line.substr(0, line.find(' '));
       EXPECT_TRUE(acknowledged.emplace(id, line.substr(line.find(' ') + 1)).second) << id;
@@ -149,7 +147,7 @@ TEST_F(ConcurrencyTest, KilledWritersLoseNoAcknowledgedRecord) {
     std::this_thread::sleep_for(std::chrono::microseconds(200 + random() % 3000));
     kill(pid, SIGKILL);
     std::vector<std::string> lines;
-    int status = Finish(pid, fd, &lines);
+    int status = Finish(pid, fd, lines);
     ASSERT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
     std::pair<int, std::string> inFlight{-1, ""};
     for (const std::string& line : lines) {
@@ -205,16 +203,13 @@ TEST_F(ConcurrencyTest, LookupsByIdSeeOnlyTheirOwnRecord) {
 TEST_F(ConcurrencyTest, WritesWaitForTheDirectoryLockAndReadsDoNot) {
   put("1", "a|1|");
   std::vector<TalDB::CColumn*> found;
+  int id = 0;
   struct Case {
     const char* what;
     bool waits;
     std::function<int()> call;
   } cases[] = {
-      {"allocating add", true,
-       [&] {
-         int id;
-         return table->addRecord("b,2", &id, 0);
-       }},
+      {"allocating add", true, [&] { return table->addRecord("b,2", &id, 0); }},
       {"add with its id", true, [&] { return table->addRecord("7,b,2", nullptr, 0); }},
       {"update", true, [&] { return table->updateRecord("1", "port=3"); }},
       {"delete", true, [&] { return table->deleteRecord("7"); }},
