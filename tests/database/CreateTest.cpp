@@ -100,13 +100,8 @@ TEST_F(CreateTest, SeedsReadKeysUpToTheFirstGapAndStopAtTheFirstFailure) {
   EXPECT_EQ(
       log_.take(),
       (Logs{Trace("insertRecordsFromIni: Insert record from table=u, inifile=" + at("seed.ini"))}));
-  struct Case {
-    const char* table;
-    std::string ini;
-    int rc;
-    Logs logged;
-    Names files;
-  } cases[] = {
+  // The table, its seed file, the status, what is logged and the record files afterwards.
+  const std::tuple<const char*, std::string, int, Logs, Names> cases[] = {
       {"u",
        "[u]\nrec_1 = 1,a,b\nrec_2 = 2,c\nrec_3 = 3,e,f\n",
        11,
@@ -123,11 +118,11 @@ TEST_F(CreateTest, SeedsReadKeysUpToTheFirstGapAndStopAtTheFirstFailure) {
        {Err(3, "no such file [" + at("tal/schema/ghost") + "]"), Err(3, "Can't get table")},
        {}},
   };
-  for (const Case& c : cases) {
-    writeFile("seed.ini", c.ini);
-    EXPECT_EQ(db.insertRecordsFromIni(c.table, at("seed.ini").c_str()), c.rc) << c.table;
-    EXPECT_EQ(log_.take(), c.logged);
-    EXPECT_EQ(list(std::string("tal/database/") + c.table), c.files);
+  for (const auto& [table, seeds, rc, logged, files] : cases) {
+    writeFile("seed.ini", seeds);
+    EXPECT_EQ(db.insertRecordsFromIni(table, at("seed.ini").c_str()), rc) << table;
+    EXPECT_EQ(log_.take(), logged);
+    EXPECT_EQ(list(std::string("tal/database/") + table), files);
   }
   EXPECT_EQ(readFile("tal/database/t/1"), "7|a|");
 }

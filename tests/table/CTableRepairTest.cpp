@@ -2,22 +2,26 @@
 // leaves when a step fails.
 #include <errno.h>
 
+#include <sstream>
+
 #include "TableFixture.h"
 #include "taldb/CTalDatabase.h"
 
-using Files = std::vector<std::pair<std::string, std::string>>;
-
+// A table's files as "name:content" words, in name order.
 class RepairTest : public TableTest {
  protected:
   // Replaces the table's files by these.
-  void lay(const Files& wanted) {
+  void lay(const std::string& wanted) {
     for (const std::string& name : files()) unlink(recordPath(name).c_str());
-    for (const auto& file : wanted) put(file.first, file.second);
+    std::istringstream words(wanted);
+    for (std::string word; words >> word;)
+      put(word.substr(0, word.find(':')), word.substr(word.find(':') + 1));
     log_.take();
   }
-  Files contents() const {
-    Files out;
-    for (const std::string& name : files()) out.push_back({name, readFile(record(name))});
+  std::string contents() const {
+    std::string out;
+    for (const std::string& name : files())
+      out += (out.empty() ? "" : " ") + name + ":" + readFile(record(name));
     return out;
   }
 };
@@ -26,32 +30,24 @@ TEST_F(RepairTest, ActsOnEachKindOfEntry) {
   const std::string partial = "left in place: not a whole record, inspect it by hand";
   // The log line is "<path of the entry>: <what>", at info level when repair
   // acted and at error level (code 16) when it left the entry alone.
-  struct Case {
-    Files before, after;
-    std::string entry, what;
-  } cases[] = {
-      {{{"5.tmp", "a|1|"}}, {{"5", "a|1|"}}, "5.tmp", "renamed into place: its record was missing"},
-      {{{"6", "old|1|"}, {"6.tmp", "new|2|"}},
-       {{"6", "old|1|"}},
-       "6.tmp",
+  const std::string cases[][4] = {
+      {"5.tmp:a|1|", "5:a|1|", "5.tmp", "renamed into place: its record was missing"},
+      {"6:old|1| 6.tmp:new|2|", "6:old|1|", "6.tmp",
        "removed: its record exists, so this write never completed"},
-      {{{"7.tmp", "a|"}}, {{"7.tmp", "a|"}}, "7.tmp", partial},    // too few fields
-      {{{"7.tmp", "a|1"}}, {{"7.tmp", "a|1"}}, "7.tmp", partial},  // last field unclosed
-      {{{"9.tmp", ""}}, {{"9.tmp", ""}}, "9.tmp", partial},
-      {{{"8.ADD", "x|1|"}, {"3", "a|1|"}},
-       {{"3", "a|1|"}},
-       "8.ADD",
-       "removed: a marked name, never a record"},
-      {{{"3", "a|1|"}, {"x.tmpl", "b|2|"}}, {{"3", "a|1|"}, {"x.tmpl", "b|2|"}}, "", ""},
+      {"7.tmp:a|", "7.tmp:a|", "7.tmp", partial},    // too few fields
+      {"7.tmp:a|1", "7.tmp:a|1", "7.tmp", partial},  // last field unclosed
+      {"9.tmp:", "9.tmp:", "9.tmp", partial},
+      {"8.ADD:x|1| 3:a|1|", "3:a|1|", "8.ADD", "removed: a marked name, never a record"},
+      {"3:a|1| x.tmpl:b|2|", "3:a|1| x.tmpl:b|2|", "", ""},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.entry + " " + c.what);
-    lay(c.before);
+  for (const auto& [before, after, entry, what] : cases) {
+    SCOPED_TRACE(entry + " " + what);
+    lay(before);
     EXPECT_EQ(table->repair(), 0);
-    EXPECT_EQ(contents(), c.after);
+    EXPECT_EQ(contents(), after);
     Logs expected;
-    std::string line = recordPath(c.entry) + ": " + c.what;
-    if (!c.entry.empty()) expected.push_back(c.what == partial ? Err(16, line) : Info(0, line));
+    std::string line = recordPath(entry) + ": " + what;
+    if (!entry.empty()) expected.push_back(what == partial ? Err(16, line) : Info(0, line));
     EXPECT_EQ(log_.take(), expected);
   }
   // In a one-column table the empty leftover is a whole record.
@@ -68,13 +64,10 @@ TEST_F(RepairTest, ActsOnEachKindOfEntry) {
 // repaired.
 TEST_F(RepairTest, FailedStepsReturn20AndTheWalkGoesOn) {
   for (auto [call, before, message] :
-       {std::tuple{fault::kRename, Files{{"5.tmp", "a|1|"}},
+       {std::tuple{fault::kRename, "5.tmp:a|1|",
                    "5.tmp: cannot be renamed into place (Input/output error)"},
-        {fault::kUnlink, Files{{"5", "a|1|"}, {"5.tmp", "b|2|"}},
-         "5.tmp: cannot be removed (Input/output error)"}}) {
-    before.push_back({"6", "old|1|"});
-    before.push_back({"6.tmp", "new|1|"});
-    lay(before);
+        {fault::kUnlink, "5:a|1| 5.tmp:b|2|", "5.tmp: cannot be removed (Input/output error)"}}) {
+    lay(std::string(before) + " 6:old|1| 6.tmp:new|1|");
     fault::failCall(call, EIO, 1, "5.tmp");
     EXPECT_EQ(table->repair(), 20);
     EXPECT_TRUE(exists(record("5.tmp")));
