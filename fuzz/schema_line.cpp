@@ -1,7 +1,7 @@
 // The schema line: "name[type]" definitions joined by "|". The columns are
 // the definitions up to the first one that does not parse, each as a column
-// parses it alone; and they survive being written out again: the columns read
-// back from the re-serialised line have the same names and types, in order.
+// parses it alone (by the definition rule, written out below); and they survive being written out
+// again: the columns read back from the re-serialised line have the same names and types, in order.
 #include <string>
 #include <vector>
 
@@ -21,9 +21,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FUZZ_CHECK(TalDB::ParseSchemaLine(&line[0], parsed.list) == 0);
   FUZZ_CHECK(parsed.list.size() <= definitions.size());
   for (size_t i = 0; i < definitions.size() && i <= parsed.list.size(); ++i) {
-    TalDB::CColumn alone;
+    TalDB::CColumn alone("?");
     int rc = alone.SetInfo(definitions[i].c_str());
     FUZZ_CHECK((rc == 0) == (i < parsed.list.size()));
+    // A definition alone: the name is the text before the first "[" and the
+    // type word runs from there to the next "]" or the end, matched exactly;
+    // without a "[" the column stays as it was.
+    const std::string& definition = definitions[i];
+    size_t open = definition.find('[');
+    if (open == std::string::npos) {
+      FUZZ_CHECK(rc == 2 && strcmp(alone.name(), "?") == 0 && alone.type() == TalDB::TYPE_NONE);
+      continue;
+    }
+    std::string word = definition.substr(open + 1, definition.find(']', open) - open - 1);
+    int type = TalDB::TYPE_NONE;
+    for (int t = 0; t < 3; ++t)
+      if (word == kTypeWords[t]) type = t;
+    FUZZ_CHECK(definition.substr(0, open) == alone.name() && alone.type() == type);
+    FUZZ_CHECK(rc == (type == TalDB::TYPE_NONE ? 1 : 0));
     if (rc == 0) {
       FUZZ_CHECK(strcmp(alone.name(), parsed.list[i]->name()) == 0);
       FUZZ_CHECK(alone.type() == parsed.list[i]->type());

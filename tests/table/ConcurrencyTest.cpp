@@ -229,11 +229,9 @@ TEST_F(ConcurrencyTest, WritesWaitForTheDirectoryLockAndReadsDoNot) {
       c.call();
       finished = true;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(c.waits ? 60 : 0));
-    if (!c.waits) {
-      for (int i = 0; i < 200 && !finished; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    // A waiting call must still wait after 60 ms; another must end within a second.
+    for (int i = 0; i < (c.waits ? 12 : 200) && (c.waits || !finished); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
     EXPECT_EQ(finished.load(), !c.waits);
     close(held);
     worker.join();
