@@ -117,6 +117,7 @@ TEST_F(DatabaseTest, RecoverStopsAtTheFirstTableWithoutDirectory) {
   EXPECT_EQ(list("tal/database/" + order[2]), (Names{"1", "2.ADD", "3.UPDATE.old", "4.tmp"}));
 }
 
+// The column specification's rules are the column list fuzz target's; here what AddTable does.
 TEST_F(DatabaseTest, AddTableParsesColumnLists) {
   openEmpty();
   struct Case {
@@ -125,11 +126,7 @@ TEST_F(DatabaseTest, AddTableParsesColumnLists) {
     const char* schema;  // null: nothing may be written
   } cases[] = {
       {" id ( int ) , name(varchar) ", 0, "id[int]|name[varchar]"},
-      {"size(bigint)", 1, nullptr},
-      {"(int)", 11, nullptr},
-      {"varchar", 0, "varchar[varchar]"},
       {"note", 1, nullptr},
-      {"a(int),,b(int)", 1, nullptr},
       {"", 5, ""},
   };
   int n = 0;
@@ -147,7 +144,7 @@ TEST_F(DatabaseTest, AddTableParsesColumnLists) {
   EXPECT_EQ(db.AddTable("t0", "x(int)"), 20);
   EXPECT_EQ(log_.take(), (Logs{Err(20, "table [t0] already exist")}));
   EXPECT_EQ(schemaLine("t0"), "id[int]|name[varchar]");
-  EXPECT_EQ(db.tableCount(), 2);
+  EXPECT_EQ(db.tableCount(), 1);
 
   // From a description file: a table already registered needs no file.
   writeFile("d.ini", "[first]\nschema = id[int]|when[bigint]\n[other]\nnote = 1\n");
@@ -155,7 +152,7 @@ TEST_F(DatabaseTest, AddTableParsesColumnLists) {
   EXPECT_EQ(db.CheckAddTable("first", ini.c_str()), 0);
   EXPECT_EQ(schemaLine("first"), "id[int]|when[bigint]");
   EXPECT_EQ(db.CheckAddTable("first", at("missing.ini").c_str()), 0);
-  EXPECT_EQ(db.tableCount(), 3);
+  EXPECT_EQ(db.tableCount(), 2);
   EXPECT_EQ(db.CheckAddTable("other", ini.c_str()), 12);
   EXPECT_EQ(
       log_.take(),
