@@ -2,7 +2,6 @@
 // killed at random moments: no acknowledged record is lost.
 #include <fcntl.h>
 #include <signal.h>
-#include <stdio.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <random>
-#include <set>
 #include <sstream>
 #include <thread>
 
@@ -20,35 +18,23 @@
 
 namespace {
 
-// Runs body in a child process with the writing end of a pipe, of which the
-// parent keeps the reading end.
-pid_t Spawn(const std::function<void(int)>& body, int& readEnd) {
-  int fds[2];
-  if (pipe(fds) != 0) return -1;
+// Runs body in a child process, which reports to the file log.
+pid_t Spawn(const std::string& log, const std::function<void(int)>& body) {
   pid_t pid = fork();
   if (pid == 0) {
-    body(fds[1]);
+    body(open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600));
     _exit(0);
   }
-  close(fds[1]);
-  readEnd = fds[0];
   return pid;
 }
 
-// One line per write, so that a kill never leaves half a report.
+// One write per line, so that a kill never leaves half a report.
 void Report(int fd, const std::string& line) {
   if (write(fd, (line + "\n").data(), line.size() + 1) != ssize_t(line.size() + 1)) _exit(3);
 }
 
-// Reads the child's lines to the end, then reaps it and returns its status.
-int Finish(pid_t pid, int fd, std::vector<std::string>& lines) {
-  std::string all;
-  char buffer[4096];
-  for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) all.append(buffer, got);
-  close(fd);
-  std::istringstream in(all);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  int status = 0;
+int Reap(pid_t pid) {
+  int status = -1;
   waitpid(pid, &status, 0);
   return status;
 }
@@ -70,36 +56,29 @@ class ConcurrencyTest : public TableTest {
 // is on disk with its payload, and the record keeps both last values.
 TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
   put("0", "start|0|");
-  std::vector<std::pair<pid_t, int>> children;
+  std::vector<pid_t> children;
   for (int p = 0; p < 6; ++p) {
-    int fd = -1;
-    pid_t pid = Spawn(
-        [&](int out) {
-          auto own = openHosts();
-          for (int i = 1; p >= 4 && i <= 200; ++i) {
-            std::string assignment = (p == 4 ? "name=" : "port=") + std::to_string(i);
-            if (own->updateRecord("0", assignment.c_str()) != 0) _exit(5);
-          }
-          for (int i = 0; p < 4 && i < 250; ++i) {
-            std::string name = "p" + std::to_string(p) + "-" + std::to_string(i);
-            int allocated = 0;
-            if (own->addRecord((name + "," + std::to_string(i)).c_str(), &allocated, 0) != 0)
-              _exit(4);
-            Report(out, std::to_string(allocated) + " " + name + "|" + std::to_string(i) + "|");
-          }
-        },
-        fd);
-    ASSERT_GT(pid, 0);
-    children.push_back({pid, fd});
+    children.push_back(Spawn(at("report"), [&](int out) {
+      auto own = openHosts();
+      for (int i = 1; p >= 4 && i <= 200; ++i) {
+        std::string assignment = (p == 4 ? "name=" : "port=") + std::to_string(i);
+        if (own->updateRecord("0", assignment.c_str()) != 0) _exit(5);
+      }
+      for (int i = 0; p < 4 && i < 250; ++i) {
+        std::string name = "p" + std::to_string(p) + "-" + std::to_string(i);
+        int allocated = 0;
+        if (own->addRecord((name + "," + std::to_string(i)).c_str(), &allocated, 0) != 0) _exit(4);
+        Report(out, std::to_string(allocated) + " " + name + "|" + std::to_string(i) + "|");
+      }
+    }));
+    ASSERT_GT(children.back(), 0);
   }
+  for (pid_t pid : children) EXPECT_EQ(Reap(pid), 0);
   std::map<std::string, std::string> acknowledged;
-  for (auto& child : children) {
-    std::vector<std::string> lines;
-    EXPECT_EQ(Finish(child.first, child.second, lines), 0);
-    for (const std::string& line : lines) {
-      std::string id = line.substr(0, line.find(' '));
-      EXPECT_TRUE(acknowledged.emplace(id, line.substr(line.find(' ') + 1)).second) << id;
-    }
+  std::istringstream report(readFile("report"));
+  for (std::string line; std::getline(report, line);) {
+    std::string id = line.substr(0, line.find(' '));
+    EXPECT_TRUE(acknowledged.emplace(id, line.substr(line.find(' ') + 1)).second) << id;
   }
   EXPECT_EQ(acknowledged.size(), 1000u);
   EXPECT_EQ(files().size(), 1001u);
@@ -117,40 +96,37 @@ TEST_F(ConcurrencyTest, KilledWritersLoseNoAcknowledgedRecord) {
   std::mt19937 random(20261123);
   for (int round = 0; round < 200; ++round) {
     unsigned seed = random();
-    int fd = -1;
-    pid_t pid = Spawn(
-        [&](int out) {
-          auto own = openHosts();
-          std::mt19937 mine(seed);
-          std::vector<int> ids;
-          for (const auto& record : acknowledged) ids.push_back(record.first);
-          for (int n = 0;; ++n) {
-            std::string name = "k" + std::to_string(round) + "n" + std::to_string(n);
-            // Adds until there are enough records to update, then now and
-            // then, so that kills meet both kinds of write throughout.
-            if (ids.size() < 60 || (ids.size() < 300 && mine() % 4 == 0)) {
-              int id = 0;
-              if (own->addRecord((name + ",1").c_str(), &id, 0) != 0) _exit(6);
-              ids.push_back(id);
-              Report(out, "A " + std::to_string(id) + " " + name + "|1|");
-            } else {
-              std::string id = std::to_string(ids[mine() % ids.size()]);
-              Report(out, "B " + id + " " + name + "|2|");
-              if (own->updateRecord(id.c_str(), ("name=" + name + ",port=2").c_str()) != 0)
-                _exit(7);
-              Report(out, "A " + id + " " + name + "|2|");
-            }
-          }
-        },
-        fd);
+    const std::string log = "round" + std::to_string(round);
+    pid_t pid = Spawn(at(log), [&](int out) {
+      auto own = openHosts();
+      std::mt19937 mine(seed);
+      std::vector<int> ids;
+      for (const auto& record : acknowledged) ids.push_back(record.first);
+      for (int n = 0;; ++n) {
+        std::string name = "k" + std::to_string(round) + "n" + std::to_string(n);
+        // Adds until there are enough records to update, then now and
+        // then, so that kills meet both kinds of write throughout.
+        if (ids.size() < 60 || (ids.size() < 300 && mine() % 4 == 0)) {
+          int id = 0;
+          if (own->addRecord((name + ",1").c_str(), &id, 0) != 0) _exit(6);
+          ids.push_back(id);
+          Report(out, "A " + std::to_string(id) + " " + name + "|1|");
+        } else {
+          std::string id = std::to_string(ids[mine() % ids.size()]);
+          Report(out, "B " + id + " " + name + "|2|");
+          if (own->updateRecord(id.c_str(), ("name=" + name + ",port=2").c_str()) != 0) _exit(7);
+          Report(out, "A " + id + " " + name + "|2|");
+        }
+      }
+    });
     ASSERT_GT(pid, 0);
     std::this_thread::sleep_for(std::chrono::microseconds(200 + random() % 3000));
     kill(pid, SIGKILL);
-    std::vector<std::string> lines;
-    int status = Finish(pid, fd, lines);
+    int status = Reap(pid);
     ASSERT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
     std::pair<int, std::string> inFlight{-1, ""};
-    for (const std::string& line : lines) {
+    std::istringstream report(readFile(log));
+    for (std::string line; std::getline(report, line);) {
       std::istringstream in(line.substr(2));
       int id;
       std::string content;
