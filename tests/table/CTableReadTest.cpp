@@ -5,35 +5,17 @@
 
 #include "TableFixture.h"
 
+// What the columns hold after a record line is read is the record line fuzz target's; here the
+// codes' log lines, a missing file and a name that is no id.
 TEST_F(TableTest, ReadRecordFillsColumnsOrLeavesTheDocumentedState) {
-  const std::string contentError = "can't readRecord: record's content error";
-  // A line longer than the reader's own buffer; each value keeps 2047 bytes.
-  const std::string longLine = "a|" + std::string(5000, 'b') + "|\nrest";
-  struct Case {
-    const char* content;
-    int rc;
-    Values after;  // the previous record was 0 / old / 1
-    const char* logged;
-  } cases[] = {
-      {"a|b|c|d|", 0, {"7", "a", "b"}, nullptr},
-      {"a|b|\nx|y|", 0, {"7", "a", "b"}, nullptr},
-      {"|8080|", 0, {"7", "", "8080"}, nullptr},
-      {" a | b", 0, {"7", " a ", " b"}, nullptr},
-      {longLine.c_str(), 0, {"7", "a", std::string(2047, 'b')}, nullptr},
-      {"a", 16, {"7", "a", "1"}, contentError.c_str()},
-      {"a|", 16, {"7", "a", "1"}, contentError.c_str()},
-      {"", 16, {"0", "old", "1"}, "record length is 0, error"},
-      {"\na|b|", 16, {"0", "old", "1"}, "record length is 0, error"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.content);
-    put("0", "old|1|");
-    ASSERT_EQ(table->readRecord("0"), 0);
-    put("7", c.content);
-    EXPECT_EQ(table->readRecord("7"), c.rc);
-    EXPECT_EQ(current(), c.after);
-    EXPECT_EQ(log_.take(), c.logged ? Logs{Err(16, c.logged)} : Logs{});
+  for (auto [content, logged] : {std::pair{"a|", "can't readRecord: record's content error"},
+                                 {"\na|b|", "record length is 0, error"}}) {
+    put("7", content);
+    EXPECT_EQ(table->readRecord("7"), 16);
+    EXPECT_EQ(log_.take(), (Logs{Err(16, logged)}));
   }
+  put("0", "old|1|");
+  ASSERT_EQ(table->readRecord("0"), 0);
   EXPECT_EQ(table->readRecord("missing"), 8);
   EXPECT_EQ(current(), (Values{"0", "old", "1"}));
   EXPECT_EQ(log_.take(), (Logs{Err(8, "failed to open record file: " + recordPath("missing"))}));
