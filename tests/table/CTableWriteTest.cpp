@@ -106,12 +106,9 @@ TEST_F(WriteTest, AddRecordWithGivenAndAllocatedIds) {
   EXPECT_EQ(content("3"), "|8080|");
   EXPECT_EQ(content("4"), "web02|8081|");
   EXPECT_EQ(content("5"), "web05|8085|");
-  // The token count must match the columns, with or without the id.
-  for (auto [text, allocate] : {std::pair{"web01", true},
-                                {"3,web01", false},
-                                {"", false},
-                                {"a,b,c", true},
-                                {"1,a,b,c", false}}) {
+  // The value count must match the columns, with or without the id; how values are counted is
+  // the record text fuzz target's.
+  for (auto [text, allocate] : {std::pair{"web01", true}, {"1,a,b,c", false}}) {
     EXPECT_EQ(table->addRecord(text, allocate ? &id : nullptr, 0), 11) << text;
     EXPECT_EQ(log_.take(), (Logs{Err(11, "record's syntax error ")})) << text;
   }
