@@ -9,6 +9,9 @@
 // - Every "{{x}}" in the text is replaced by the text after its first ":",
 //   left to right and never in text already replaced; a result that would not
 //   fit the size leaves the text as it was.
+// - The fingerprint is 64 lowercase hex digits, given a buffer of 65 bytes
+//   and selector 3; a smaller buffer or another selector gets the empty text
+//   and an error.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -63,6 +66,16 @@ void CheckReplacement(const std::string& text, size_t size) {
   FUZZ_CHECK((fits ? expected : text) == buffer.data());
 }
 
+void CheckFingerprint(const std::string& text) {
+  char out[65];
+  FUZZ_CHECK(KwFPFromData_r(text.data(), text.size(), out, sizeof out, 3) == 0);
+  FUZZ_CHECK(strlen(out) == 64 && strspn(out, "0123456789abcdef") == 64);
+  for (auto [capacity, selector] : {std::pair{sizeof out, 2}, {sizeof out - 1, 3}}) {
+    FUZZ_CHECK(KwFPFromData_r(text.data(), text.size(), out, capacity, selector) != 0);
+    FUZZ_CHECK(out[0] == '\0');
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -75,5 +88,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   size_t bound = data[1] % (text.size() + 2);
   CheckCopies(text, bound);
   CheckReplacement(text, bound + text.size());
+  CheckFingerprint(raw);
   return 0;
 }

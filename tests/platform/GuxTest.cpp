@@ -18,14 +18,11 @@ TEST(GuxText, NoTokenWithoutText) {
   EXPECT_EQ(StringGetNextA(nullptr, ','), nullptr);
 }
 
+// The text fuzz target checks the fingerprint's form and errors; this, that it is SHA-256.
 TEST(GuxText, FingerprintIsSha256InHex) {
   char out[65];
   EXPECT_EQ(KwFPFromData_r("abc", 3, out, sizeof out, 3), 0);
   EXPECT_STREQ(out, "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-  EXPECT_NE(KwFPFromData_r("abc", 3, out, sizeof out, 2), 0);
-  EXPECT_STREQ(out, "");
-  EXPECT_NE(KwFPFromData_r("abc", 3, out, 64, 3), 0);
-  EXPECT_STREQ(out, "");
 }
 
 class GuxFileTest : public TempRootTest {};
