@@ -118,7 +118,7 @@ TEST_F(DatabaseTest, RecoverStopsAtTheFirstTableWithoutDirectory) {
 }
 
 // The column specification's rules are the column list fuzz target's; here what AddTable does.
-TEST_F(DatabaseTest, AddTableParsesColumnLists) {
+TEST_F(DatabaseTest, AddTableWritesTheSchemaOfAColumnList) {
   openEmpty();
   struct Case {
     const char* columns;
@@ -158,6 +158,17 @@ TEST_F(DatabaseTest, AddTableParsesColumnLists) {
       log_.take(),
       (Logs{Err(12, "Can't get table [other] schema information from inifile [" + ini + "]")}));
   EXPECT_FALSE(exists("tal/schema/other") || exists("tal/database/other"));
+
+  // A schema file holds the line and its fingerprint, and is replaced whole.
+  EXPECT_EQ(readFile("tal/schema/t2"),
+            "\ne3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  EXPECT_EQ(db.createSchemaF("t0", "x[int]"), 0);
+  EXPECT_EQ(schemaLine("t0"), "x[int]");
+  EXPECT_EQ(readFile("tal/schema/t0").size(), 71u);  // the line, "\n" and 64 hex digits
+  fault::failCall(fault::kOpen, EACCES, 1, "tal/schema/denied");
+  EXPECT_EQ(db.createSchemaF("denied", "a[int]"), 4);
+  EXPECT_EQ(log_.take(),
+            (Logs{Err(4, "failed to create schema file: " + at("tal/schema/denied"))}));
 }
 
 TEST_F(DatabaseTest, DropTableRemovesOnlyAnEmptyTable) {

@@ -1,11 +1,9 @@
 // A table object: opening it, its schema file, copies and the shared lock.
 #include <dirent.h>
-#include <errno.h>
 
 #include <string>
 
 #include "TableFixture.h"
-#include "taldb/CTalDatabase.h"
 
 using TalDB::CTable;
 
@@ -79,18 +77,4 @@ TEST_F(TableTest, CopiesShareTheLockAndOwnTheirValues) {
   delete copy;
   EXPECT_EQ(table->records(), 2);
   EXPECT_EQ(assigned.records(), 2);
-}
-
-TEST_F(TableTest, CreateSchemaFWritesLineAndFingerprint) {
-  TalDB::CTalDatabase db;
-  ASSERT_EQ(db.open(root_.c_str()), 0);
-  EXPECT_EQ(db.createSchemaF("hosts", "id[int]"), 0);  // replaces the whole file
-  EXPECT_EQ(readFile("tal/schema/hosts").substr(0, 8), "id[int]\n");
-  EXPECT_EQ(db.createSchemaF("empty", ""), 0);
-  EXPECT_EQ(readFile("tal/schema/empty"),
-            "\ne3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-  fault::failCall(fault::kOpen, EACCES, 1, "tal/schema/denied");
-  EXPECT_EQ(db.createSchemaF("denied", "a[int]"), 4);
-  EXPECT_EQ(log_.take(),
-            (Logs{Err(4, "failed to create schema file: " + at("tal/schema/denied"))}));
 }
