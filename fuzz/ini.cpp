@@ -9,10 +9,11 @@
 //   first line of a key in a section wins; a repeated section continues it.
 // Checked: the section list (non-empty names, each once, in order of first
 // appearance) with the full length reported, cut to whole names in a buffer
-// one byte short and whole in a buffer of exactly that length; and a lookup
-// of every key line's key (in a comment line, before any section or not)
-// gives the rules' value, the default for an absent or empty one, cut to a
-// small buffer with the full length still reported.
+// one byte short and whole in a buffer of exactly that length; and for the
+// first 16 lines holding "=" (comments and lines before any section too), a
+// lookup of the text before the "=" in the section the line is in gives the
+// rules' value, the default for an absent or empty one, cut to a small
+// buffer with the full length still reported.
 #include <algorithm>
 #include <map>
 #include <string>
@@ -28,7 +29,7 @@ using Key = std::pair<std::string, std::string>;  // section, key
 struct Rules {
   std::vector<std::string> sections;
   std::map<Key, std::string> values;
-  std::vector<Key> asked;  // every line with "=" that is no header, as its section would ask
+  std::vector<Key> asked;  // the lines with "=" that are no header, as their section would ask
 };
 
 Rules Read(const std::string& content) {

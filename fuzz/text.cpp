@@ -6,9 +6,9 @@
 // - A bounded copy copies as much of the text as the size leaves room for
 //   beside its NUL (of at most count bytes, for the counted copy) and returns
 //   that length; a size of 0 writes nothing.
-// - Every "{{x}}" in the text is replaced by the text after its first ":",
-//   left to right and never in text already replaced; a result that would not
-//   fit the size leaves the text as it was.
+// - Every "{{x}}" in the text is replaced by the text after its first ":"
+//   (the whole text without one), left to right and never in text already
+//   replaced; a result that would not fit the size leaves the text as it was.
 // - The fingerprint is 64 lowercase hex digits, given a buffer of 65 bytes
 //   and selector 3; a smaller buffer or another selector gets the empty text
 //   and an error.
