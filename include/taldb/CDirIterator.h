@@ -32,9 +32,9 @@ class CDirIterator {
   TALDB_EXPORT void rewind();
 
  private:
-  // The descriptor of the open stream (-1 without one), for the library's own
-  // directory lock; not part of the interface hosts use.
-  friend int StreamDescriptor(const CDirIterator& stream);
+  // The library's own walks and directory lock reach the descriptor of the
+  // open stream; not part of the interface hosts use.
+  friend class StreamAccess;
 
   char* m_path;
   DIR* m_dir;

@@ -5,9 +5,8 @@
 #include <string.h>
 
 #include <exception>
-#include <memory>
 #include <new>
-#include <string>
+#include <optional>
 
 #include "gux.h"
 #include "table/DurableWrite.h"
@@ -20,7 +19,9 @@
 #include "util/Guards.h"
 #include "util/LineReader.h"
 #include "util/Path.h"
+#include "util/Shortcuts.h"
 #include "util/Status.h"
+#include "util/StreamAccess.h"
 
 namespace TalDB {
 
@@ -58,27 +59,33 @@ unsigned int LargestRecordNumber(CDirIterator& stream) {
   return largest;
 }
 
-// The parsed form of the condition this thread listed with last. A listing
-// hands the same condition to every ListRecordsNext call; parsed once per
-// listing instead of once per call, it costs no allocation per record. Null
-// without memory.
-const RecordCondition* ParsedCondition(const char* condition) {
-  struct Last {
-    std::string text;
-    std::unique_ptr<RecordCondition> parsed;
-  };
-  static thread_local Last last;
-  if (last.parsed != nullptr && last.text == condition) return last.parsed.get();
-  try {
-    last.parsed.reset();
-    last.text = condition;
-    last.parsed.reset(new RecordCondition(condition));
-  } catch (const std::bad_alloc&) {
-    last.text.clear();
-    return nullptr;
+// The condition of one walk step. With the shortcuts it is parsed at the first
+// record it is tested on and kept for the rest of the step; the plain way
+// copies and parses it afresh for every record. Either way a condition that
+// cannot be copied logs "no memory" and fails the match for each record it is
+// tried on, and is tried again on the next.
+class StepCondition {
+ public:
+  explicit StepCondition(const char* condition) : m_text(condition) {}
+  StepCondition(const StepCondition&) = delete;
+  StepCondition& operator=(const StepCondition&) = delete;
+
+  // A null condition selects every record.
+  bool holds(const std::vector<CColumn*>& columns) {
+    if (m_text == nullptr) return true;
+    if (!ShortcutsOn()) return MatchCondition(m_text, columns);
+    if (!m_parsed || !m_parsed->parsed()) {
+      m_parsed.reset();
+      m_parsed.emplace(m_text);
+    }
+    if (!m_parsed->parsed()) return MatchCondition(m_text, columns);
+    return m_parsed->matches(columns);
   }
-  return last.parsed.get();
-}
+
+ private:
+  const char* m_text;
+  std::optional<RecordCondition> m_parsed;
+};
 
 // Sets the columns from a record line, the first to the record name. Returns
 // how many were set: fewer than all when the line runs out of fields or a
@@ -240,26 +247,34 @@ int CTable::readRecord(const char* name) {
 }
 
 // A walk reads each record relative to the directory stream it walks, which
-// spares the kernel the root path and this code the formatting of it. Where
-// the full path would be cut at the path limit, the cut path is what reading
-// has always opened, so that path is read instead.
+// spares the kernel the root path and this code the formatting of it. dirFd is
+// that stream's descriptor only while the stream was opened on m_path, so that
+// the name opened is the file m_path + "/" + name; a name the stream no longer
+// finds there (its directory replaced since) is opened by the path after all,
+// and so is one whose full path would be cut at the path limit, since the cut
+// path is what reading has always opened.
 int CTable::loadRecord(const char* name, int dirFd) {
-  bool relative = dirFd >= 0 && strlen(m_path) + 1 + strlen(name) < kPathLimit;
-  char path[kPathLimit];
-  if (!relative) JoinPath(path, m_path, name);
   LineReader line;
-  LineReader::Result read = relative ? line.readAt(dirFd, name) : line.read(path);
+  LineReader::Result read = LineReader::kCannotOpen;
+  if (dirFd >= 0 && strlen(m_path) + 1 + strlen(name) < kPathLimit) read = line.readAt(dirFd, name);
+  char path[kPathLimit];
   if (read == LineReader::kCannotOpen) {
-    if (relative) JoinPath(path, m_path, name);
-    return Fail(8, "failed to open record file: %s", path);
+    JoinPath(path, m_path, name);
+    read = line.read(path);
   }
+  if (read == LineReader::kCannotOpen) return Fail(8, "failed to open record file: %s", path);
   // The copy of the record line that could not be made is the one failure
   // reading does not report.
   if (read == LineReader::kNoMemory) return 18;
   if (line.size() == 0) return Fail(16, "record length is 0, error");
-  if (m_columns.empty()) return 0;
-  if (SetColumns(m_columns, name, line.data()) != m_columns.size())
-    return Fail(16, "can't readRecord: record's content error");
+  // The line is split in a heap copy of its own, the one allocation reading
+  // has always made, so that it runs out of memory where it always did.
+  char* copy = static_cast<char*>(malloc(line.size() + 1));
+  if (copy == nullptr) return 18;
+  memcpy(copy, line.data(), line.size() + 1);
+  size_t set = m_columns.empty() ? 0 : SetColumns(m_columns, name, copy);
+  free(copy);
+  if (set != m_columns.size()) return Fail(16, "can't readRecord: record's content error");
   return 0;
 }
 
@@ -314,7 +329,7 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
     // Unsigned 32-bit arithmetic: an unreadable directory counts as the
     // largest id, and one more than that is 0.
     unsigned int largest = 4294967295u;
-    if (m_dirIter.open(m_path) == 0) {
+    if (StreamAccess::openOn(m_dirIter, m_path) == 0) {
       lock.lockStream(m_dirIter);
       largest = LargestRecordNumber(m_dirIter);
     }
@@ -336,7 +351,7 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
 }
 
 unsigned int CTable::get_max_id() {
-  if (m_dirIter.open(m_path) != 0) return 4294967295u;
+  if (StreamAccess::openOn(m_dirIter, m_path) != 0) return 4294967295u;
   return LargestRecordNumber(m_dirIter);
 }
 
@@ -402,33 +417,23 @@ int CTable::deleteRecord(const char* name) {
 int CTable::records() {
   if (!LockAcquired(m_mutex)) return -1;
   MutexGuard hold(m_mutex);
-  if (m_dirIter.open(m_path) != 0) return -1;
+  if (StreamAccess::openOn(m_dirIter, m_path) != 0) return -1;
   int count = 0;
   while (NextRecordName(m_dirIter) != nullptr) ++count;
   return count;
 }
 
 int CTable::walkRecords(const char* condition) {
-  const RecordCondition* parsed = nullptr;
-  if (condition != nullptr && (parsed = ParsedCondition(condition)) == nullptr) {
-    // A failed match counts as a mismatch, and is logged with -1.
-    ErrorA(-1, "no memory");
-    return 12;
-  }
-  int result = 12;
-  int dirFd = StreamDescriptor(m_dirIter);
+  StepCondition wanted(condition);
+  int dirFd = ShortcutsOn() ? StreamAccess::descriptorOn(m_dirIter, m_path) : -1;
   while (const char* name = NextRecordName(m_dirIter)) {
-    if (loadRecord(name, dirFd) != 0) continue;
-    if (parsed == nullptr || parsed->matches(m_columns)) {
-      result = 0;
-      break;
-    }
+    if (loadRecord(name, dirFd) == 0 && wanted.holds(m_columns)) return 0;
   }
-  return result;
+  return 12;
 }
 
 int CTable::startListing(const char* condition) {
-  if (m_dirIter.open(m_path) != 0) return 7;
+  if (StreamAccess::openOn(m_dirIter, m_path) != 0) return 7;
   return walkRecords(condition);
 }
 
@@ -460,8 +465,7 @@ bool CTable::MatchColumn(const char* condition) {
     InfoA(-1, "no condition");
     return false;
   }
-  RecordCondition parsed(condition);
-  return parsed.matches(m_columns);
+  return MatchCondition(condition, m_columns);
 }
 
 // The lookups by id hold the table's mutex from the scan to the copy of the
@@ -515,7 +519,7 @@ int CTable::GetValInt(const char* id, const char* key, int& out) {
 int CTable::removeEntries(bool markedOnly, int unopenable) {
   if (!LockAcquired(m_mutex)) return 20;
   MutexGuard hold(m_mutex);
-  if (m_dirIter.open(m_path) != 0) return unopenable;
+  if (StreamAccess::openOn(m_dirIter, m_path) != 0) return unopenable;
   DirLock lock;
   lock.lockStream(m_dirIter);
   char path[kPathLimit];
@@ -537,7 +541,7 @@ int CTable::clear() { return removeEntries(false, 17); }
 int CTable::repair() {
   if (!LockAcquired(m_mutex)) return 20;
   MutexGuard hold(m_mutex);
-  if (m_dirIter.open(m_path) != 0) return 7;
+  if (StreamAccess::openOn(m_dirIter, m_path) != 0) return 7;
   DirLock lock;
   lock.lockStream(m_dirIter);
   // Every entry is looked at even after a failure, so that one stubborn file

@@ -4,14 +4,9 @@
 
 #include "taldb/CDirIterator.h"
 #include "util/FileSystem.h"
+#include "util/StreamAccess.h"
 
 namespace TalDB {
-
-// Here rather than beside the iterator, so that the rules the tool shares
-// (this lock among them) carry it along.
-int StreamDescriptor(const CDirIterator& stream) {
-  return stream.m_dir != nullptr ? dirfd(stream.m_dir) : -1;
-}
 
 DirLock::~DirLock() {
   if (m_fd < 0) return;
