@@ -170,7 +170,7 @@ class CTable {
  private:
   int removeEntries(bool markedOnly, int unopenable);
   int walkRecords(const char* condition);
-  int loadRecord(const char* name, int dirFd);
+  int loadRecord(const char* name, int dirFd, size_t nameRoom);
   int startListing(const char* condition);
   template <class Lookup>
   int withRecordById(const char* id, Lookup lookup);

@@ -1,6 +1,5 @@
 #include "taldb/CColumn.h"
 
-#include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -59,13 +58,8 @@ int CColumn::SetInfo(const char* definition) {
 int CColumn::SetData(const char* value) {
   const char* text = value != nullptr ? value : "";
   size_t length = strlen(text);
-  // Every record read sets every column, and the records of one table hold
-  // values of much the same length: the old buffer takes the new value when it
-  // fits, which saves a free and a malloc per value.
-  if (m_data != nullptr && length < malloc_usable_size(m_data)) {
-    memmove(m_data, text, length + 1);
-    return 0;
-  }
+  // Always a fresh copy, never the old buffer refilled: a value that cannot
+  // be copied must fail whatever the column held before.
   free(m_data);
   m_data = static_cast<char*>(malloc(length + 1));
   if (m_data != nullptr) memcpy(m_data, text, length + 1);

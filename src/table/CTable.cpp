@@ -243,7 +243,7 @@ CColumn* CTable::getcolumn(const char* name) {
 
 int CTable::readRecord(const char* name) {
   if (!ParamsPresent(name)) return 20;
-  return loadRecord(name, -1);
+  return loadRecord(name, -1, 0);
 }
 
 // A walk reads each record relative to the directory stream it walks, which
@@ -252,11 +252,12 @@ int CTable::readRecord(const char* name) {
 // the name opened is the file m_path + "/" + name; a name the stream no longer
 // finds there (its directory replaced since) is opened by the path after all,
 // and so is one whose full path would be cut at the path limit, since the cut
-// path is what reading has always opened.
-int CTable::loadRecord(const char* name, int dirFd) {
+// path is what reading has always opened: nameRoom is one more than the
+// longest name whose path is not cut.
+int CTable::loadRecord(const char* name, int dirFd, size_t nameRoom) {
   LineReader line;
   LineReader::Result read = LineReader::kCannotOpen;
-  if (dirFd >= 0 && strlen(m_path) + 1 + strlen(name) < kPathLimit) read = line.readAt(dirFd, name);
+  if (dirFd >= 0 && strlen(name) < nameRoom) read = line.readAt(dirFd, name);
   char path[kPathLimit];
   if (read == LineReader::kCannotOpen) {
     JoinPath(path, m_path, name);
@@ -426,8 +427,10 @@ int CTable::records() {
 int CTable::walkRecords(const char* condition) {
   StepCondition wanted(condition);
   int dirFd = ShortcutsOn() ? StreamAccess::descriptorOn(m_dirIter, m_path) : -1;
+  // The longest name whose full path is not cut at the path limit, plus one.
+  size_t nameRoom = kPathLimit - 1 - strlen(m_path);
   while (const char* name = NextRecordName(m_dirIter)) {
-    if (loadRecord(name, dirFd) == 0 && wanted.holds(m_columns)) return 0;
+    if (loadRecord(name, dirFd, nameRoom) == 0 && wanted.holds(m_columns)) return 0;
   }
   return 12;
 }

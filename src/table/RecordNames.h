@@ -15,8 +15,10 @@ inline bool IsDotEntry(const char* name) {
 }
 
 // A name holding ".ADD" or ".UPDATE" is never a record; recovery removes it.
+// Both marks begin with a dot, and most record names have none.
 inline bool IsMarkedName(const char* name) {
-  return strstr(name, ".ADD") != nullptr || strstr(name, ".UPDATE") != nullptr;
+  const char* dot = strchr(name, '.');
+  return dot != nullptr && (strstr(dot, ".ADD") != nullptr || strstr(dot, ".UPDATE") != nullptr);
 }
 
 // What the durable write appends to a record's path for its temporary file.
