@@ -107,7 +107,35 @@ std::vector<std::string> stopRecording() {
   return std::move(g_record);
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kCanFailAllocations = false;
+#else
+constexpr bool kCanFailAllocations = true;
+#endif
+std::atomic<size_t> g_allocAtLeast{0}, g_allocExactly{0};
+std::atomic<int> g_allocFailed{0};
+
+bool failAllocations(size_t atLeast, size_t exactly) {
+  if (!kCanFailAllocations) return false;
+  g_allocFailed = 0;
+  g_allocAtLeast = atLeast;
+  g_allocExactly = exactly;
+  return true;
+}
+
+int failedAllocations() { return g_allocFailed; }
+
+// Whether an allocation of n bytes fails now.
+bool AllocationFails(size_t n) {
+  size_t least = g_allocAtLeast.load(std::memory_order_relaxed);
+  size_t exactly = g_allocExactly.load(std::memory_order_relaxed);
+  if ((least == 0 || n < least) && (exactly == 0 || n != exactly)) return false;
+  g_allocFailed.fetch_add(1, std::memory_order_relaxed);
+  return true;
+}
+
 void reset() {
+  failAllocations(0, 0);
   std::lock_guard<std::mutex> hold(g_mutex);
   for (Armed& a : g_armed) a = Armed();
   g_writeLimit = 0;
@@ -165,3 +193,26 @@ INTERPOSE ssize_t write(int fd, const void* buffer, size_t count) {
   size_t limit = g_engaged.load(std::memory_order_relaxed) ? g_writeLimit : 0;
   return real(fd, buffer, limit != 0 && count > limit ? limit : count);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// The C library's allocator under its own names, so that the wrappers need no
+// lookup that could itself allocate.
+extern "C" void* __libc_malloc(size_t);
+extern "C" void* __libc_realloc(void*, size_t);
+
+INTERPOSE void* malloc(size_t n) {
+  if (fault::AllocationFails(n)) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  return __libc_malloc(n);
+}
+
+INTERPOSE void* realloc(void* p, size_t n) {
+  if (n != 0 && fault::AllocationFails(n)) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  return __libc_realloc(p, n);
+}
+#endif

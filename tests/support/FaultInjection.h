@@ -31,6 +31,14 @@ void limitWrite(size_t maxBytes);
 void startRecording();
 std::vector<std::string> stopRecording();
 
+// While armed, every allocation (malloc, realloc, and new through them) of at
+// least `atLeast` bytes fails, and every one of exactly `exactly` bytes (0
+// arms neither). False, and nothing armed, in a sanitizer build, whose own
+// allocator the test program must not replace.
+bool failAllocations(size_t atLeast, size_t exactly = 0);
+// How many allocations failed since the last arming.
+int failedAllocations();
+
 // Disarms everything; the test fixture calls it after each test.
 void reset();
 

@@ -1,0 +1,280 @@
+// The store's shortcuts (records opened relative to the walked directory, a
+// condition parsed once per walk step) against the plain ways, on random
+// sequences of operations: two copies of one database, one worked on with the
+// shortcuts and one without, must give the same status, current record and
+// log lines after every operation and hold the same files at the end.
+//
+// TALDB_DIFF_SEED=N replays one sequence, TALDB_DIFF_RUNS=N runs more of them.
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <sstream>
+
+#include "TempRoot.h"
+#include "taldb/CTable.h"
+
+// Read by the store: non-zero takes the plain ways.
+extern "C" {
+__attribute__((visibility("default"))) int taldb_plain_ways = 0;
+}
+
+namespace {
+
+using TalDB::CTable;
+
+const char kA[] = "id[int]|name[varchar]|port[int]";
+const char kB[] = "id[int]|who[varchar]|n[int]|extra[varchar]";
+constexpr size_t kHuge = 2u << 20;  // a condition no allocation under 1 MiB can copy
+
+// One copy of the database and the table objects that work on it.
+struct Side {
+  std::string root;
+  int plain = 0;
+  std::unique_ptr<CTable> table, other;
+};
+
+// Every name under a directory with its content ("<dir>" for a directory),
+// read relative to descriptors so that names past the path limit are seen.
+void Snapshot(int dir, const std::string& prefix, std::map<std::string, std::string>& out) {
+  DIR* stream = fdopendir(dup(dir));
+  while (struct dirent* e = readdir(stream)) {
+    std::string name = e->d_name;
+    if (name == "." || name == "..") continue;
+    int fd = openat(dir, e->d_name, O_RDONLY);
+    struct stat st;
+    fstat(fd, &st);
+    if (S_ISDIR(st.st_mode)) {
+      out[prefix + name] = "<dir>";
+      Snapshot(fd, prefix + name + "/", out);
+    } else {
+      char buffer[4096];
+      ssize_t got = read(fd, buffer, sizeof buffer);
+      out[prefix + name] = std::string(buffer, got > 0 ? got : 0);
+    }
+    close(fd);
+  }
+  closedir(stream);
+}
+
+class ShortcutDiffTest : public TempRootTest {
+ protected:
+  // A root of 3,880 characters whatever the temporary directory's, so that
+  // names of about 200 characters reach the path limit of a record.
+  std::string makeRoot(char which) {
+    std::string root = root_ + "/" + which;
+    while (root.size() < 3880) root += "/" + std::string(std::min<size_t>(200, 3880 - root.size() - 1), which);
+    for (const char* table : {"a", "b"}) EXPECT_TRUE(CreateTreeA((root + "/tal/database/" + table).c_str(), 0775));
+    EXPECT_TRUE(CreateTreeA((root + "/tal/schema").c_str(), 0775));
+    return root;
+  }
+
+  void writeAt(const Side& side, const std::string& table, const std::string& name,
+               const std::string& content, bool directory = false) {
+    int dir = open((side.root + "/tal/database/" + table).c_str(), O_RDONLY | O_DIRECTORY);
+    if (directory) {
+      mkdirat(dir, name.c_str(), 0775);
+    } else {
+      // A name that is a directory already stays one, on both sides.
+      int fd = openat(dir, name.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0640);
+      if (fd >= 0) {
+        EXPECT_EQ(write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
+        close(fd);
+      }
+    }
+    close(dir);
+  }
+
+  // The status, the current record and the log lines of one operation, the
+  // side's root written as ROOT.
+  std::string observe(const Side& side, int rc) {
+    std::ostringstream out;
+    out << rc << " [";
+    for (const TalDB::CColumn* c : side.table->columns())
+      out << c->name() << "=" << (c->data() ? c->data() : "(null)") << " ";
+    out << "]";
+    for (const LogLine& line : log_.take()) {
+      std::string text = line.text;
+      for (size_t at; (at = text.find(side.root)) != std::string::npos;) text.replace(at, side.root.size(), "ROOT");
+      out << "\n  " << line.level << "/" << line.code << " " << text;
+    }
+    return out.str();
+  }
+
+  void runSequence(unsigned seed, int steps);
+};
+
+void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
+  Side sides[2] = {{makeRoot('s'), 0, nullptr, nullptr}, {makeRoot('p'), 1, nullptr, nullptr}};
+  for (Side& side : sides) {
+    writeFile(side.root.substr(root_.size() + 1) + "/tal/schema/a", std::string(kA) + "\n");
+    writeFile(side.root.substr(root_.size() + 1) + "/tal/schema/b", std::string(kB) + "\n");
+    side.table.reset(new CTable(side.root.c_str(), "a"));
+    side.other.reset(new CTable(side.root.c_str(), "b"));
+    ASSERT_EQ(side.table->Open() + side.other->Open(), 0);
+  }
+  std::mt19937 random(seed);
+  auto pick = [&](std::vector<std::string> from) { return from[random() % from.size()]; };
+  const std::string longName = std::string(198, 'L');
+  const std::string huge = "name=" + std::string(kHuge, 'h');
+  std::vector<std::string> ids = {"1", "2", "3", "4", "5", "6", "7", "sub", longName, longName + "xx"};
+  std::vector<std::string> conditions = {"", "name=n1", "id=2", "port=3,name=n3", "name", "na me = n2 ",
+                                         "who=w1", "n=4,", "id=" + longName};
+  std::string trace;
+
+  for (int step = 0; step < steps; ++step) {
+    // Each operation is described once and applied to each side in turn.
+    std::string what;
+    std::function<int(Side&)> op;
+    switch (random() % 14) {
+      case 0:
+      case 1: {
+        std::string c = pick(conditions);
+        bool null = random() % 3 == 0;
+        what = "ListRecordsStart(" + (null ? "null" : c) + ")";
+        op = [=](Side& s) { return s.table->ListRecordsStart(null ? nullptr : c.c_str()); };
+        break;
+      }
+      case 2:
+      case 3: {
+        std::string c = pick(conditions);
+        bool null = random() % 2 == 0;
+        what = "ListRecordsNext(" + (null ? "null" : c) + ")";
+        op = [=](Side& s) { return s.table->ListRecordsNext(null ? nullptr : c.c_str()); };
+        break;
+      }
+      case 4: {
+        std::string id = pick(ids), key = pick({"name", "port", "who", "none"});
+        what = "GetValStr(" + id + ", " + key + ")";
+        op = [=](Side& s) {
+          char value[64];
+          int rc = s.table->GetValStr(id.c_str(), key.c_str(), value, sizeof value);
+          return rc == 0 ? rc + static_cast<int>(std::hash<std::string>()(value) % 1000) * 100 : rc;
+        };
+        break;
+      }
+      case 5: {
+        std::string text = "n" + std::to_string(random() % 5) + "," + std::to_string(random() % 5);
+        bool allocate = random() % 2 == 0;
+        if (!allocate) text = pick(ids) + "," + text;
+        what = "addRecord(" + text + ")";
+        op = [=](Side& s) {
+          int id = -1;
+          int rc = s.table->addRecord(text.c_str(), allocate ? &id : nullptr, 0);
+          return rc * 1000 + id;
+        };
+        break;
+      }
+      case 6: {
+        std::string id = pick(ids), values = pick({"name=u1", "port=9,name=u2", "who=x", "bad=1"});
+        what = "updateRecord(" + id + ", " + values + ")";
+        op = [=](Side& s) { return s.table->updateRecord(id.c_str(), values.c_str()); };
+        break;
+      }
+      case 7: {
+        std::string id = pick(ids);
+        what = "deleteRecord(" + id + ")";
+        op = [=](Side& s) { return s.table->deleteRecord(id.c_str()); };
+        break;
+      }
+      case 8: {
+        std::string name = pick({"a", "b"});
+        what = "Open(" + name + ")";
+        op = [=](Side& s) { return s.table->Open(name.c_str()); };
+        break;
+      }
+      case 9: {
+        std::string name = pick({"a", "b"});
+        what = "table = other, then other.Open(" + name + ")";
+        op = [=](Side& s) {
+          *s.table = *s.other;
+          return s.other->Open(name.c_str());
+        };
+        break;
+      }
+      case 10: {
+        what = "records()";
+        op = [](Side& s) { return s.table->records(); };
+        break;
+      }
+      case 11: {
+        // What a directory may hold besides records.
+        std::string table = pick({"a", "b"}), name = pick(ids);
+        std::string kind = pick({"record", "short", "empty", "marked", "tmp", "dir"});
+        what = "plant " + kind + " " + name + " in " + table;
+        op = [=](Side& s) {
+          std::string content = table == "a" ? "n" + name.substr(0, 3) + "|" + std::to_string(name.size()) + "|"
+                                              : "w|1|e|";
+          if (kind == "record") writeAt(s, table, name, content);
+          if (kind == "short") writeAt(s, table, name, "x|");
+          if (kind == "empty") writeAt(s, table, name, "");
+          if (kind == "marked") writeAt(s, table, name + ".ADD", content);
+          if (kind == "tmp") writeAt(s, table, name + ".tmp", content);
+          if (kind == "dir") writeAt(s, table, "sub", "", true);
+          return 0;
+        };
+        break;
+      }
+      default: {
+        // A listing step while memory runs out: for a huge condition from 1
+        // MiB up, or for one allocation size that a copy in the walk makes.
+        bool hugeCondition = random() % 2 == 0;
+        std::string c = hugeCondition ? huge : pick(conditions);
+        const size_t sizes[] = {2, 3, 4, 6, 7, 8, 12};
+        size_t exactly = hugeCondition ? 0 : sizes[random() % 7];
+        bool start = random() % 2 == 0;
+        what = std::string(start ? "ListRecordsStart" : "ListRecordsNext") + " without memory (" +
+               (hugeCondition ? "huge" : c + ", exactly " + std::to_string(exactly)) + ")";
+        op = [=](Side& s) {
+          if (!fault::failAllocations(hugeCondition ? 1u << 20 : 0, exactly)) return -100;
+          int rc = start ? s.table->ListRecordsStart(c.c_str()) : s.table->ListRecordsNext(c.c_str());
+          fault::failAllocations(0, 0);
+          return rc;
+        };
+      }
+    }
+    trace += "  " + std::to_string(step) + ": " + what + "\n";
+    std::string seen[2];
+    for (Side& side : sides) {
+      log_.take();
+      taldb_plain_ways = side.plain;
+      int rc = op(side);
+      taldb_plain_ways = 0;
+      seen[side.plain] = observe(side, rc);
+    }
+    ASSERT_EQ(seen[0], seen[1]) << "seed " << seed << " (TALDB_DIFF_SEED=" << seed
+                                << " replays it), step " << step << ": " << what << "\nsteps:\n" << trace;
+  }
+  std::map<std::string, std::string> files[2];
+  for (Side& side : sides) {
+    int fd = open((side.root + "/tal").c_str(), O_RDONLY | O_DIRECTORY);
+    Snapshot(fd, "", files[side.plain]);
+    close(fd);
+    // Names past the path limit cannot be removed by path.
+    for (const char* table : {"a", "b"}) {
+      int dir = open((side.root + "/tal/database/" + table).c_str(), O_RDONLY | O_DIRECTORY);
+      for (const std::string& id : ids)
+        for (const char* suffix : {"", ".ADD", ".tmp"}) unlinkat(dir, (id + suffix).c_str(), 0);
+      unlinkat(dir, "sub", AT_REMOVEDIR);
+      close(dir);
+    }
+  }
+  EXPECT_EQ(files[0], files[1]) << "seed " << seed << "\nsteps:\n" << trace;
+}
+
+TEST_F(ShortcutDiffTest, RandomSequencesGiveWhatThePlainWaysGive) {
+  const char* seed = getenv("TALDB_DIFF_SEED");
+  const char* runs = getenv("TALDB_DIFF_RUNS");
+  if (seed != nullptr) return runSequence(static_cast<unsigned>(atol(seed)), 400);
+  int count = runs != nullptr ? atoi(runs) : 12;
+  for (int run = 0; run < count && !HasFatalFailure(); ++run) {
+    runSequence(1000 + run, 400);
+    DeleteTreeA((root_ + "/s").c_str());
+    DeleteTreeA((root_ + "/p").c_str());
+  }
+}
+
+}  // namespace
