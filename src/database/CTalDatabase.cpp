@@ -37,6 +37,13 @@ struct Placeholder {
   const char* replacement;
 };
 
+// Flushes root + "/" + sub, where a name was just made or removed.
+void FlushUnder(const char* root, const char* sub) {
+  char path[kPathLimit];
+  RootPath(path, root, sub);
+  FlushDirectory(path);
+}
+
 }  // namespace
 
 CTalDatabase* CTalDatabase::m_instance = nullptr;
@@ -167,7 +174,11 @@ int CTalDatabase::createSchemaF(const char* table, const char* schema) {
   if (content.append(schema, length) && content.append('\n') && content.append(fingerprint)) {
     safe_write(fd, content.data(), content.size());
   }
+  // Flushed, file and name, before the table is acknowledged: a schema cut
+  // short by a power cut would load fewer columns, or none.
+  FlushFile(fd);
   CloseFile(fd);
+  FlushUnder(m_dbPath, kSchemaDir);
   return 0;
 }
 
@@ -207,6 +218,7 @@ int CTalDatabase::createTableF(const char* name) {
   // An existing directory is as good as a new one; anything worse shows up
   // when the table's records are first used.
   MakeDirectory(path, kTableDirMode);
+  FlushUnder(m_dbPath, kDataDir);
   return 0;
 }
 
@@ -231,9 +243,11 @@ int CTalDatabase::DropTable(CTable* table) {
   TablePath(path, m_dbPath, kDataDir, table->name());
   if (RemoveDirectory(path) == -1)
     return Fail(20, "can't rmdir [%s], reason [%s]", path, strerror(errno));
+  FlushUnder(m_dbPath, kDataDir);
   TablePath(path, m_dbPath, kSchemaDir, table->name());
   if (RemoveFile(path) != 0)
     return Fail(20, "can't unlink [%s], reason [%s]", path, strerror(errno));
+  FlushUnder(m_dbPath, kSchemaDir);
   return 0;
 }
 
@@ -267,6 +281,10 @@ int CTalDatabase::Create(const char* iniFile, int id, const char* host) {
     RootPath(path, m_dbPath, sub);
     if (!CreateTreeA(path, kTreeMode)) return Fail(20, "Create Tree [%s] failed", path);
   }
+  // The new directories' names are on disk before any table is written in
+  // them: the container's two, then the container's own under the root.
+  FlushUnder(m_dbPath, kContainerDir);
+  FlushDirectory(m_dbPath);
   SectionList sections;
   int rc = sections.read(iniFile);
   if (rc != 0) return rc;

@@ -1,5 +1,6 @@
 #include "taldb/CTable.h"
 
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -409,7 +410,9 @@ int CTable::deleteRecord(const char* name) {
   MutexGuard hold(m_mutex);
   DirLock lock;
   lock.lockPath(m_path);
-  RemoveFile(path);
+  // A removal is on disk when the call returns, or the record comes back
+  // after a power cut.
+  if (RemoveFile(path) == 0) lock.flush(m_path);
   return 0;
 }
 
@@ -526,14 +529,17 @@ int CTable::removeEntries(bool markedOnly, int unopenable) {
   DirLock lock;
   lock.lockStream(m_dirIter);
   char path[kPathLimit];
+  bool removed = false;
   while (struct dirent* entry = m_dirIter.read()) {
     const char* name = entry->d_name;
     if (IsDotEntry(name) || (markedOnly && !IsMarkedName(name))) continue;
     // A failed removal is not a failure of the whole walk: what stays shows
     // up in the next scan.
     JoinPath(path, m_path, name);
-    RemoveFile(path);
+    removed = RemoveFile(path) == 0 || removed;
   }
+  // One flush for the whole walk, before the call reports it done.
+  if (removed) lock.flush(m_path);
   return 0;
 }
 
@@ -544,17 +550,28 @@ int CTable::clear() { return removeEntries(false, 17); }
 int CTable::repair() {
   if (!LockAcquired(m_mutex)) return 20;
   MutexGuard hold(m_mutex);
-  if (StreamAccess::openOn(m_dirIter, m_path) != 0) return 7;
+  if (StreamAccess::openOn(m_dirIter, m_path) != 0) {
+    // A table is made schema first: a power cut before its directory was
+    // made, or flushed, leaves the schema alone. The table never held a
+    // record, so making its directory now finishes the creation.
+    if (errno != ENOENT || !FinishTableDirectory(m_path)) return 7;
+    if (StreamAccess::openOn(m_dirIter, m_path) != 0) return 7;
+  }
   DirLock lock;
   lock.lockStream(m_dirIter);
   // Every entry is looked at even after a failure, so that one stubborn file
   // does not keep the others from being repaired.
   int result = 0;
+  bool removed = false;
   while (struct dirent* entry = m_dirIter.read()) {
     const char* name = entry->d_name;
-    int rc = ApplyRepair(m_path, name, PlanRepair(m_path, name, m_columns.size()));
+    RepairAction action = PlanRepair(m_path, name, m_columns.size());
+    int rc = ApplyRepair(m_path, name, action);
+    removed = removed || (rc == 0 && action != RepairAction::kNone && action != RepairAction::kFinishWrite);
     if (result == 0) result = rc;
   }
+  // Renames flush the directory themselves; removals are flushed once here.
+  if (removed) lock.flush(m_path);
   return result;
 }
 

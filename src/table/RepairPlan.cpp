@@ -35,9 +35,12 @@ RepairAction PlanRepair(const char* dir, const char* name, size_t columns) {
   char leftover[kPathLimit];
   JoinPath(leftover, dir, name);
   LineReader line;
-  if (line.read(leftover) != LineReader::kRead) return RepairAction::kLeaveTorn;
+  // Every durable write flushes its temporary file before it removes or
+  // renames anything, so a leftover that is not whole was never the only copy
+  // of an acknowledged record.
+  if (line.read(leftover) != LineReader::kRead) return RepairAction::kDropTorn;
   return IsWholeRecord(line.data(), line.size(), columns) ? RepairAction::kFinishWrite
-                                                          : RepairAction::kLeaveTorn;
+                                                          : RepairAction::kDropTorn;
 }
 
 const char* RepairOutcome(RepairAction action, bool done) {
@@ -48,8 +51,9 @@ const char* RepairOutcome(RepairAction action, bool done) {
     case RepairAction::kDropStale:
       return done ? "removed: its record exists, so this write never completed"
                   : "would be removed: its record exists, so this write never completed";
-    case RepairAction::kLeaveTorn:
-      return "left in place: not a whole record, inspect it by hand";
+    case RepairAction::kDropTorn:
+      return done ? "removed: not a whole record, so this write was never acknowledged"
+                  : "would be removed: not a whole record, so this write was never acknowledged";
     case RepairAction::kRemoveMarked:
       return done ? "removed: a marked name, never a record"
                   : "would be removed: a marked name, never a record";
@@ -69,9 +73,7 @@ int ApplyRepair(const char* dir, const char* name, RepairAction action) {
     case RepairAction::kRemoveMarked:
       if (RemoveFile(path) == 0) InfoA(0, "%s: %s", path, RepairOutcome(action, true));
       return 0;
-    case RepairAction::kLeaveTorn:
-      ErrorA(16, "%s: %s", path, RepairOutcome(action, true));
-      return 0;
+    case RepairAction::kDropTorn:
     case RepairAction::kDropStale:
       if (RemoveFile(path) != 0)
         return Fail(20, "%s: cannot be removed (%s)", path, strerror(errno));
@@ -85,6 +87,16 @@ int ApplyRepair(const char* dir, const char* name, RepairAction action) {
   }
   InfoA(0, "%s: %s", path, RepairOutcome(action, true));
   return 0;
+}
+
+bool FinishTableDirectory(const char* tableDir) {
+  const char* slash = strrchr(tableDir, '/');
+  if (slash == nullptr || MakeDirectory(tableDir, 0775) != 0) return false;
+  char parent[kPathLimit];
+  guxstrncpy(parent, tableDir, sizeof(parent), slash - tableDir);
+  if (FlushDirectory(parent) != 0) return false;
+  InfoA(0, "%s: made: the table's creation was cut short before its directory was", tableDir);
+  return true;
 }
 
 }  // namespace TalDB

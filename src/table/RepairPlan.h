@@ -14,7 +14,7 @@ enum class RepairAction {
   kNone,          // a record, or anything else repair leaves alone
   kFinishWrite,   // N.tmp holds a whole record and N is missing: rename it into place
   kDropStale,     // N.tmp beside N: a write that never completed; N stands
-  kLeaveTorn,     // N.tmp that is not a whole record: left for a person to look at
+  kDropTorn,      // N.tmp that is not a whole record, N missing: an add never acknowledged
   kRemoveMarked,  // a marked name, removed as recovery removes it
 };
 
@@ -27,10 +27,15 @@ RepairAction PlanRepair(const char* dir, const char* name, size_t columns);
 const char* RepairOutcome(RepairAction action, bool done);
 
 // Carries the action out under the caller's locks and logs one line for the
-// file it changed or left. Returns 0, or 20 when a leftover could not be
-// renamed or removed. A marked name that cannot be removed is passed over, as
-// recovery passes it over.
+// file it changed. Returns 0, or 20 when a leftover could not be renamed or
+// removed. A marked name that cannot be removed is passed over, as recovery
+// passes it over. The caller flushes the directory after removals.
 int ApplyRepair(const char* dir, const char* name, RepairAction action);
+
+// Makes the missing directory of a table whose creation a power cut
+// interrupted (its schema is there, so it never held a record) and flushes
+// the directory above it; logs what it did. False when it cannot.
+bool FinishTableDirectory(const char* tableDir);
 
 }  // namespace TalDB
 

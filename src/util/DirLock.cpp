@@ -25,6 +25,10 @@ void DirLock::lockPath(const char* path, bool shared) {
   m_ownsFd = true;
 }
 
+int DirLock::flush(const char* path) const {
+  return m_fd >= 0 ? FlushFile(m_fd) : FlushDirectory(path);
+}
+
 void DirLock::lockStream(CDirIterator& stream) {
   int fd = StreamDescriptor(stream);
   if (fd >= 0 && LockFile(fd)) m_fd = fd;

@@ -32,6 +32,10 @@ class DirLock {
   // Locks the directory behind an open stream, which a scan opened anyway; the
   // stream stays open, so the lock is released explicitly.
   void lockStream(CDirIterator& stream);
+  // Flushes the locked directory's entries, so that a removal that a call
+  // acknowledges is on disk when it returns: through the lock's descriptor,
+  // or one of its own for path when no lock could be taken.
+  int flush(const char* path) const;
 
  private:
   int m_fd = -1;

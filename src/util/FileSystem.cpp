@@ -43,6 +43,24 @@ bool IsDirectory(const char* path) {
   return ::stat(path, &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+int FlushFile(int fd) {
+  int rc;
+  do {
+    rc = ::fdatasync(fd);
+  } while (rc != 0 && errno == EINTR);
+  return rc;
+}
+
+int FlushDirectory(const char* path) {
+  int fd = OpenDirectoryForLock(path);
+  if (fd < 0) return -1;
+  int rc = FlushFile(fd);
+  int saved = errno;
+  ::close(fd);
+  errno = saved;
+  return rc;
+}
+
 int OpenDirectoryForLock(const char* path) {
   return ::openat(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }

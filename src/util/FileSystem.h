@@ -29,6 +29,18 @@ int RemoveDirectory(const char* path);
 // stat, following symbolic links.
 bool IsDirectory(const char* path);
 
+// The flushes the store adds of its own, beyond the durable write's (a
+// removal, a schema file, a new directory), go through fdatasync: it puts a
+// file's data, and a directory's entries, on stable storage as fsync does,
+// while the calls of the operations hosts know stay exactly what they were.
+//
+// Flushes a file's data to stable storage: 0, or -1 with errno.
+int FlushFile(int fd);
+// Flushes a directory's entries (names made, renamed or removed in it) to
+// stable storage, through a descriptor opened with openat as the lock's is:
+// 0, or -1 with errno.
+int FlushDirectory(const char* path);
+
 // The directory lock: a descriptor of the directory (through openat, so that
 // taking the lock adds no open call to a write), and flock on it. LockFile
 // waits, resumed after EINTR; false when the file system has no locks.

@@ -177,6 +177,7 @@ TEST_F(ToolTest, FailuresAreReportedAsTheLibraryAndTheDiskShowThem) {
   EXPECT_TRUE(exists(data("hosts/2")));
   unlink(at(data("notes/3")).c_str());
   rmdir(at(data("notes")).c_str());
+  writeFile(data("notes"), "");
   expectRows(
       {{{"list", "notes"}, 1, "failed (status 7)"},
        {{"repair"}, 1, "repair notes: failed (status 7)"},
@@ -325,12 +326,12 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
   const std::string repair = "; 'taldb repair' ";
   for (const std::string& line : Names{
            "schema/blank: schema file cannot be loaded (status 5: schema length is 0)",
-           "schema/ghost: schema file without a table directory",
+           "schema/ghost: schema file without a table directory" + repair + "makes it",
            "hosts/1.tmp: leftover of an interrupted write beside its record" + repair + "removes",
            "database/hosts/4.ADD: marked name, never a record" + repair + "or 'taldb recover'",
            "database/hosts/5: record file is empty" + repair + "does not fix it\n",
            "database/hosts/6: record has too few fields (1 of 2)",
-           "hosts/7.tmp: leftover of an interrupted write, not a whole record" + repair + "leaves",
+           "hosts/7.tmp: leftover of an interrupted write, not a whole record" + repair + "removes",
            "its record missing" + repair + "renames it into place\n",
            "database/hosts/sub: a directory where only record files belong",
            "database/notes/x.UPDATE.old: marked name",
@@ -352,14 +353,14 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
   for (const std::string& line :
        {hosts + "9.tmp: would be renamed into place: its record is missing\n",
         hosts + "1.tmp: would be removed: its record exists, so this write never completed\n",
-        hosts + "7.tmp: left in place: not a whole record, inspect it by hand\n",
-        std::string("dry run over 1 table: 2 files would change, 1 would be left in place; ")})
+        hosts + "7.tmp: would be removed: not a whole record, so this write was never acknowledged\n",
+        std::string("dry run over 1 table: 3 files would change, 0 would be left in place; ")})
     EXPECT_NE(plan.out.find(line), std::string::npos) << line << plan.out;
   EXPECT_EQ(snapshot(), before);
-  expectRows({{{"repair"}, 0, "repaired 2 tables: 2 files changed, 1 left in place\n"}});
+  expectRows({{{"repair"}, 0, "repaired 2 tables: 3 files changed, 0 left in place\n"}});
   EXPECT_EQ(readFile(data("hosts/9")), "z|9|");
   EXPECT_FALSE(exists(data("hosts/1.tmp")));
-  EXPECT_TRUE(exists(data("hosts/7.tmp")));
+  EXPECT_FALSE(exists(data("hosts/7.tmp")));
 }
 
 TEST_F(ToolTest, DemoShowsEveryStepOnAFreshDatabase) {

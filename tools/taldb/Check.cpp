@@ -48,9 +48,9 @@ std::string leftoverFinding(TalDB::RepairAction action) {
              "'taldb repair' renames it into place";
     case TalDB::RepairAction::kDropStale:
       return "leftover of an interrupted write beside its record; 'taldb repair' removes it";
-    case TalDB::RepairAction::kLeaveTorn:
-      return "leftover of an interrupted write, not a whole record; 'taldb repair' leaves it: "
-             "inspect it by hand";
+    case TalDB::RepairAction::kDropTorn:
+      return "leftover of an interrupted write, not a whole record, so never acknowledged; "
+             "'taldb repair' removes it";
     default:
       return "";
   }
@@ -100,10 +100,11 @@ class Inspector {
                                    std::to_string(table.columns().size()) + " of " +
                                    std::to_string(defined) + " column definitions load)");
     }
-    if (!TalDB::IsDirectory(at(data).c_str())) {
-      return reportUnrepaired(schema, pathExists(at(data))
-                                          ? data + " is not a directory"
-                                          : "schema file without a table directory");
+    if (pathExists(at(data)) && !TalDB::IsDirectory(at(data).c_str()))
+      return reportUnrepaired(schema, data + " is not a directory");
+    if (!pathExists(at(data))) {
+      // A creation cut short after the schema: the table never held a record.
+      return report(schema, "schema file without a table directory; 'taldb repair' makes it");
     }
     inspectRecords(table, data);
   }

@@ -28,7 +28,7 @@ void planTable(std::ostream& out, CTable& table, Tally& tally) {
     char path[TalDB::kPathLimit];
     TalDB::JoinPath(path, table.path(), entry->d_name);
     out << path << ": " << TalDB::RepairOutcome(action, false) << "\n";
-    ++(action == RepairAction::kLeaveTorn ? tally.left : tally.changed);
+    ++tally.changed;
   }
 }
 
