@@ -331,7 +331,8 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
            "database/hosts/4.ADD: marked name, never a record" + repair + "or 'taldb recover'",
            "database/hosts/5: record file is empty" + repair + "does not fix it\n",
            "database/hosts/6: record has too few fields (1 of 2)",
-           "hosts/7.tmp: leftover of an interrupted write, not a whole record" + repair + "removes",
+           "hosts/7.tmp: leftover of an interrupted write, not a whole record, so never acknowledged" +
+               repair + "removes",
            "its record missing" + repair + "renames it into place\n",
            "database/hosts/sub: a directory where only record files belong",
            "database/notes/x.UPDATE.old: marked name",
