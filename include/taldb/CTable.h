@@ -46,6 +46,8 @@
 
 namespace TalDB {
 
+class ReadFence;  // the library's own, not part of the interface
+
 class CTable {
  public:
   // A table without a mutex: every locked operation refuses it with 20.
@@ -170,7 +172,7 @@ class CTable {
  private:
   int removeEntries(bool markedOnly, int unopenable);
   int walkRecords(const char* condition);
-  int loadRecord(const char* name, int dirFd, size_t nameRoom);
+  int loadRecord(const char* name, int dirFd, size_t nameRoom, ReadFence* fence);
   int startListing(const char* condition);
   template <class Lookup>
   int withRecordById(const char* id, Lookup lookup);

@@ -11,6 +11,7 @@
 
 #include "gux.h"
 #include "table/DurableWrite.h"
+#include "table/ReadFence.h"
 #include "table/RecordCondition.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
@@ -244,7 +245,7 @@ CColumn* CTable::getcolumn(const char* name) {
 
 int CTable::readRecord(const char* name) {
   if (!ParamsPresent(name)) return 20;
-  return loadRecord(name, -1, 0);
+  return loadRecord(name, -1, 0, nullptr);
 }
 
 // A walk reads each record relative to the directory stream it walks, which
@@ -255,7 +256,7 @@ int CTable::readRecord(const char* name) {
 // and so is one whose full path would be cut at the path limit, since the cut
 // path is what reading has always opened: nameRoom is one more than the
 // longest name whose path is not cut.
-int CTable::loadRecord(const char* name, int dirFd, size_t nameRoom) {
+int CTable::loadRecord(const char* name, int dirFd, size_t nameRoom, ReadFence* fence) {
   LineReader line;
   LineReader::Result read = LineReader::kCannotOpen;
   if (dirFd >= 0 && strlen(name) < nameRoom) read = line.readAt(dirFd, name);
@@ -263,6 +264,11 @@ int CTable::loadRecord(const char* name, int dirFd, size_t nameRoom) {
   if (read == LineReader::kCannotOpen) {
     JoinPath(path, m_path, name);
     read = line.read(path);
+    // A record removed between the walk's reading of its name and its open
+    // may be another process's rewrite in flight: its new file is looked for
+    // once the writer is done.
+    if (read == LineReader::kCannotOpen && errno == ENOENT && fence != nullptr && fence->settle())
+      read = line.read(path);
   }
   if (read == LineReader::kCannotOpen) return Fail(8, "failed to open record file: %s", path);
   // The copy of the record line that could not be made is the one failure
@@ -432,8 +438,12 @@ int CTable::walkRecords(const char* condition) {
   int dirFd = ShortcutsOn() ? StreamAccess::descriptorOn(m_dirIter, m_path) : -1;
   // The longest name whose full path is not cut at the path limit, plus one.
   size_t nameRoom = kPathLimit - 1 - strlen(m_path);
+  ReadFence fence(StreamDescriptor(m_dirIter), m_path);
+  char settled[ReadFence::kNameSize];
   while (const char* name = NextRecordName(m_dirIter)) {
-    if (loadRecord(name, dirFd, nameRoom) == 0 && wanted.holds(m_columns)) return 0;
+    // Another process's write in flight is waited for, never listed.
+    if (IsTempName(name) && (name = fence.temporary(name, settled)) == nullptr) continue;
+    if (loadRecord(name, dirFd, nameRoom, &fence) == 0 && wanted.holds(m_columns)) return 0;
   }
   return 12;
 }
