@@ -181,6 +181,18 @@ bool pathExists(const std::string& path) {
   return lstat(path.c_str(), &info) == 0;
 }
 
+FileIdentity fileIdentity(const std::string& path) {
+  struct stat info;
+  FileIdentity identity;
+  if (lstat(path.c_str(), &info) != 0) return identity;
+  identity.exists = true;
+  identity.device = info.st_dev;
+  identity.inode = info.st_ino;
+  identity.changedSeconds = info.st_ctim.tv_sec;
+  identity.changedNanoseconds = info.st_ctim.tv_nsec;
+  return identity;
+}
+
 std::string joinPath(const std::string& dir, const std::string& name) {
   char path[TalDB::kPathLimit];
   TalDB::JoinPath(path, dir.c_str(), name.c_str());

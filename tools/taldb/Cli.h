@@ -307,6 +307,19 @@ int cmdDemo(Context& ctx);
 std::string joinPath(const std::string& dir, const std::string& name);
 // Whether anything, even a dangling link, is at path.
 bool pathExists(const std::string& path);
+// What tells one file from another that took its name: its inode and the time
+// its inode last changed (a new file may be given a freed inode number, never
+// with an older change time).
+struct FileIdentity {
+  bool exists = false;
+  unsigned long device = 0, inode = 0;
+  long changedSeconds = 0, changedNanoseconds = 0;
+  bool operator==(const FileIdentity& o) const {
+    return exists == o.exists && device == o.device && inode == o.inode &&
+           changedSeconds == o.changedSeconds && changedNanoseconds == o.changedNanoseconds;
+  }
+};
+FileIdentity fileIdentity(const std::string& path);
 // "1 record", "2 records".
 std::string plural(size_t count, const char* one, const char* many);
 // The marked names in a directory, sorted; none when it cannot be read.

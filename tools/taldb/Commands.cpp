@@ -57,15 +57,6 @@ void requireRecord(Context& ctx, const CTable& table, const std::string& name) {
     throw Failure(action(ctx) + ": " + name + " is a directory, not a record file");
 }
 
-// A write is reported once its record file is there to read.
-void requireWritten(Context& ctx, const CTable& table, const std::string& name) {
-  SettledTable settled(table);
-  if (!recordFileExists(table, name)) {
-    throw Failure(action(ctx) + ": the store reported success, but there is no record file " +
-                  joinPath(table.path(), name));
-  }
-}
-
 // The store reads a value longer than it keeps cut and would write it back
 // cut: such a record is not updated.
 void refuseLongValue(Context& ctx, const CTable& table, const std::string& name) {
@@ -258,9 +249,12 @@ CTable& namedRecord(Context& ctx, std::string& name) {
 
 int cmdGet(Context& ctx) {
   std::string name;
-  CTable& table = namedRecord(ctx, name);
+  CTable& table = ctx.table(ctx.arg(0));
   {
+    // One hold from the look for the record to its read, so that a delete in
+    // another process cannot come between them.
     SettledTable settled(table);
+    namedRecord(ctx, name);
     ctx.require(table.readRecord(name.c_str()), action(ctx));
   }
   Rows rows{columnNames(table), {currentValues(table)}, columnKinds(table)};
@@ -290,8 +284,8 @@ int cmdAdd(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   checkRecordValues(table, text, false);
   int id = 0;
+  // A write the store acknowledged is on disk: nothing is read back.
   ctx.require(table.addRecord(text.c_str(), &id, 0), action(ctx));
-  requireWritten(ctx, table, std::to_string(id));
   ctx.out() << id << "\n";
   return kExitOk;
 }
@@ -304,7 +298,6 @@ int cmdPut(Context& ctx) {
   bool replaced = recordFileExists(table, values.front());
   if (replaced) requireRecord(ctx, table, values.front());
   ctx.require(table.addRecord(recordText(values).c_str(), nullptr, 0), action(ctx));
-  requireWritten(ctx, table, values.front());
   ctx.note() << "wrote record " << values.front() << " of " << table.name()
              << (replaced ? " (replaced the earlier one)" : "") << "\n";
   return kExitOk;
@@ -318,24 +311,14 @@ std::string currentValue(CTable& table, const std::string& column) {
   return found != nullptr && found->data() != nullptr ? found->data() : "";
 }
 
-// Reads the record back and names the columns whose stored value changed; a
-// Failure when the disk does not hold what was assigned.
-std::string changedColumns(Context& ctx, CTable& table, const std::string& name,
-                           const std::vector<std::pair<std::string, std::string>>& before,
+// The columns whose value an acknowledged update changed: the store wrote the
+// assigned values, so what it wrote is known without reading it back.
+std::string changedColumns(const std::vector<std::pair<std::string, std::string>>& before,
                            const std::string& assignments) {
-  SettledTable settled(table);
-  ctx.require(table.readRecord(name.c_str()), action(ctx) + ": reading the record back");
   std::string changed;
   for (const auto& entry : assignedValues(assignments)) {
-    std::string stored = currentValue(table, entry.first);
-    // The update is done; a writer that came after it may have set the
-    // column again, and that is said rather than taken for a failure.
-    if (stored != entry.second) {
-      changed += (changed.empty() ? "" : ", ") + entry.first + ", since set to " + quoted(stored);
-      continue;
-    }
     for (const auto& old : before)
-      if (old.first == entry.first && old.second != stored)
+      if (old.first == entry.first && old.second != entry.second)
         changed += (changed.empty() ? "" : ", ") + old.first;
   }
   return changed;
@@ -348,17 +331,22 @@ int cmdUpdate(Context& ctx) {
   checkRecordName(ctx.arg(1));
   checkTerms(ctx.table(ctx.arg(0)), assignments, "assignment");
   std::string name;
-  CTable& table = namedRecord(ctx, name);
+  CTable& table = ctx.table(ctx.arg(0));
   std::vector<std::pair<std::string, std::string>> before;
   {
     SettledTable settled(table);
+    namedRecord(ctx, name);
     refuseLongValue(ctx, table, name);
     ctx.require(table.readRecord(name.c_str()), action(ctx));
     for (const auto& entry : assignedValues(assignments))
       before.push_back({entry.first, currentValue(table, entry.first)});
   }
-  ctx.require(table.updateRecord(name.c_str(), assignments.c_str()), action(ctx));
-  std::string changed = changedColumns(ctx, table, name, before, assignments);
+  // A record deleted by another process since it was read is not there to
+  // update, and that is what the store's 7 says.
+  int status = table.updateRecord(name.c_str(), assignments.c_str());
+  if (status == 7) throw Failure(action(ctx) + ": no such record");
+  ctx.require(status, action(ctx));
+  std::string changed = changedColumns(before, assignments);
   ctx.note() << "updated record " << name << " of " << table.name()
              << (changed.empty() ? " (no value changed)" : " (changed: " + changed + ")") << "\n";
   return kExitOk;
@@ -367,9 +355,12 @@ int cmdUpdate(Context& ctx) {
 int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
+  FileIdentity before = fileIdentity(joinPath(table.path(), name));
   ctx.require(table.deleteRecord(name.c_str()), action(ctx));
-  // The store does not say whether the file went.
-  if (recordFileExists(table, name)) {
+  // The store does not say whether the file went. A file of that name now is
+  // the same one only when nothing about it changed: an add in another
+  // process may have taken the name again since, with a file of its own.
+  if (before.exists && fileIdentity(joinPath(table.path(), name)) == before) {
     throw Failure(action(ctx) + ": the record file " + joinPath(table.path(), name) +
                   " could not be removed and is still there");
   }
