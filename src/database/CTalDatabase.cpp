@@ -12,6 +12,7 @@
 #include "gux.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
+#include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
 #include "util/Guards.h"
 #include "util/Path.h"
@@ -163,8 +164,8 @@ int CTalDatabase::createSchemaF(const char* table, const char* schema) {
   char path[kPathLimit];
   TablePath(path, m_dbPath, kSchemaDir, table);
   size_t length = strlen(schema);
-  char fingerprint[65] = "";
-  KwFPFromData_r(schema, length, fingerprint, sizeof(fingerprint), 3);
+  char fingerprint[kFingerprintSize];
+  SchemaFingerprint(schema, length, fingerprint);
 
   int fd = CreateFile(path, kSchemaMode);
   if (fd < 0) return Fail(4, "failed to create schema file: %s", path);

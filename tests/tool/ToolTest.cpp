@@ -12,6 +12,7 @@
 #include "Cli.h"
 #include "TempRoot.h"
 #include "Tool.h"
+#include "table/SchemaSeal.h"
 
 namespace {
 
@@ -357,10 +358,13 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
   // Every other kind of problem the check knows.
   lay({"notes/x.UPDATE.old", "y|", "hosts/1.tmp", "h1|8|", "hosts/7.tmp", "torn|", "notes/2",
        std::string(2048, 'n') + "|"});
-  const Names schemas({"ghost", "id[int]|a[int]", "partial", "id[int]|b|c[int]", "blank", ""});
-  for (size_t i = 0; i < schemas.size(); i += 2)
-    writeFile("db/tal/schema/" + schemas[i], schemas[i + 1] + "\nfp");
-  for (const char* dir : {"orphan", "partial", "blank"}) makeDir(data(dir));
+  // Schema files sealed with their fingerprint, with a wrong one, and cut short.
+  char seal[TalDB::kFingerprintSize];
+  TalDB::SchemaFingerprint("id[int]|a[int]", 14, seal);
+  const Names schemas({"ghost", "id[int]|a[int]\n" + std::string(seal), "partial",
+                       "id[int]|b|c[int]\nfp", "blank", "\nfp", "cut", "id[int]|a[int]"});
+  for (size_t i = 0; i < schemas.size(); i += 2) writeFile("db/tal/schema/" + schemas[i], schemas[i + 1]);
+  for (const char* dir : {"orphan", "partial", "blank", "cut"}) makeDir(data(dir));
   auto before = snapshot();
   Result check = expectRows({{{"check"}, 1, ""}});
   const std::string repair = "; 'taldb repair' ";
@@ -379,11 +383,19 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
            "notes/2: the value of column text is longer than the 2047 bytes a value keeps",
            "does not fix it: copy the value out of the file, then store a shorter one\n",
            "schema/partial: schema line does not parse whole (1 of 3 column definitions load)",
+           "schema/partial: schema line does not match its fingerprint: cut short or changed",
+           "schema/cut: schema file is cut short: no line end after the schema line, no fingerprint",
            "database/orphan: table directory without a schema file",
-           "\n13 problems found under " + db_ + "\n"})
+           "\n15 problems found under " + db_ + "\n"})
     EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
+  EXPECT_EQ(check.out.find("schema/ghost: schema line"), std::string::npos) << check.out;
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"--root", at("none"), "check"}, 1, "no database under", true}});
+  // No record goes through a schema that is not whole.
+  unlink(at("db/tal/schema/blank").c_str());
+  expectRows({{{"add", "partial", "1,2"}, 1, "does not match its fingerprint"},
+              {{"put", "cut", "1", "2"}, 1, "no record of this table is written until it is whole"}});
+  EXPECT_EQ(list(data("cut")), Names{});
 
   // Recovery removes the marked names only; repair then deals with the rest.
   for (size_t i = 0; i < schemas.size(); i += 2) unlink(at("db/tal/schema/" + schemas[i]).c_str());

@@ -9,6 +9,7 @@
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
 #include "table/RepairPlan.h"
+#include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
 #include "util/LineReader.h"
 #include "util/Path.h"
@@ -93,6 +94,11 @@ class Inspector {
                                    ": " + ctx_.log().explain(status) + ")");
       ctx_.log().clear();
       return;
+    }
+    TalDB::SchemaSeal seal = TalDB::CheckSchemaSeal(at(schema).c_str());
+    if (seal != TalDB::SchemaSeal::kWhole) {
+      reportUnrepaired(schema, std::string(TalDB::DescribeSchemaSeal(seal)) +
+                                   "; the tool writes no record of this table");
     }
     long defined = countFields(at(schema));
     if (static_cast<long>(table.columns().size()) < defined) {

@@ -324,6 +324,10 @@ FileIdentity fileIdentity(const std::string& path);
 std::string plural(size_t count, const char* one, const char* many);
 // The marked names in a directory, sorted; none when it cannot be read.
 std::vector<std::string> markedNames(const std::string& directory);
+// The table named by the command's first argument, for a command that writes
+// records: refused (a Failure) while its schema file does not match its
+// fingerprint, since records written through a schema cut short lose columns.
+TalDB::CTable& tableToWrite(Context& ctx);
 // The registered tables, sorted by name.
 std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
 // The table named by the command's first argument, or every table when it

@@ -9,6 +9,7 @@
 #include "column/TypeWords.h"
 #include "database/SectionList.h"
 #include "table/RecordFormat.h"
+#include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
 
 namespace taldb_cli {
@@ -130,6 +131,17 @@ std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
   std::sort(tables.begin(), tables.end(),
             [](const CTable* a, const CTable* b) { return std::strcmp(a->name(), b->name()) < 0; });
   return tables;
+}
+
+CTable& tableToWrite(Context& ctx) {
+  CTable& table = ctx.table(ctx.arg(0));
+  TalDB::SchemaSeal seal = TalDB::CheckSchemaSeal(table.schemaPath());
+  if (seal != TalDB::SchemaSeal::kWhole) {
+    throw Failure(action(ctx) + ": " + table.schemaPath() + ": " +
+                  TalDB::DescribeSchemaSeal(seal) +
+                  "; no record of this table is written until it is whole again; see 'taldb check'");
+  }
+  return table;
 }
 
 std::vector<CTable*> namedOrAllTables(Context& ctx) {
@@ -281,7 +293,7 @@ int cmdCount(Context& ctx) {
 
 int cmdAdd(Context& ctx) {
   std::string text = recordText(splitValues(argsFrom(ctx, 1)));
-  CTable& table = ctx.table(ctx.arg(0));
+  CTable& table = tableToWrite(ctx);
   checkRecordValues(table, text, false);
   int id = 0;
   // A write the store acknowledged is on disk: nothing is read back.
@@ -293,7 +305,7 @@ int cmdAdd(Context& ctx) {
 int cmdPut(Context& ctx) {
   std::vector<std::string> values = splitValues(argsFrom(ctx, 1));
   values.front() = std::to_string(parseRecordId(values.front()));
-  CTable& table = ctx.table(ctx.arg(0));
+  CTable& table = tableToWrite(ctx);
   checkRecordValues(table, recordText(values), true);
   bool replaced = recordFileExists(table, values.front());
   if (replaced) requireRecord(ctx, table, values.front());
@@ -331,7 +343,7 @@ int cmdUpdate(Context& ctx) {
   checkRecordName(ctx.arg(1));
   checkTerms(ctx.table(ctx.arg(0)), assignments, "assignment");
   std::string name;
-  CTable& table = ctx.table(ctx.arg(0));
+  CTable& table = tableToWrite(ctx);
   std::vector<std::pair<std::string, std::string>> before;
   {
     SettledTable settled(table);
@@ -369,7 +381,7 @@ int cmdDelete(Context& ctx) {
 }
 
 int cmdSeed(Context& ctx) {
-  CTable& table = ctx.table(ctx.arg(0));
+  CTable& table = tableToWrite(ctx);
   std::string file = ctx.arg(1);
   // The store reads an unreadable file as one without records and adds
   // nothing; a person who named a file wants to hear that it is not there.

@@ -141,7 +141,7 @@ std::vector<std::string> rowValues(const CsvRow& row, const std::vector<int>& ma
 int cmdImport(Context& ctx) {
   std::string file = ctx.arg(1), source = file == "-" ? "standard input" : file;
   bool put = ctx.options().put;
-  TalDB::CTable& table = ctx.table(ctx.arg(0));
+  TalDB::CTable& table = tableToWrite(ctx);
   std::vector<std::string> columns;
   for (const TalDB::CColumn* column : table.columns()) columns.push_back(column->name());
   std::vector<CsvRow> rows = parseCsv(readInput(ctx, file), source);
