@@ -440,8 +440,17 @@ int cmdDrop(Context& ctx) {
   if (!ctx.options().yes) {
     throw UsageError("drop deletes every table and record of the database; add --yes to confirm");
   }
-  ctx.openDatabase();
+  int status = ctx.openRoot();
   std::string root = ctx.db().path();
+  if (status == 10) ctx.openDatabase();  // says that there is no database
+  // A database that does not open (a creation cut short, a schema file left
+  // empty) is dropped all the same: the store drops the tables it could load
+  // and removes the directories with whatever else they hold.
+  if (status != 0) {
+    ctx.note() << "the database under " << root << " does not open (status " << status << ": "
+               << ctx.log().explain(status) << "); dropping it all the same\n";
+  }
+  ctx.log().clear();
   ctx.require(ctx.db().drop(), "drop");
   ctx.note() << "dropped the database under " << root << "\n";
   return kExitOk;
