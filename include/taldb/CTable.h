@@ -21,13 +21,26 @@
 // Processes: every write (add, update, delete, recover, clear, repair) also
 // holds an advisory lock (flock) on the table directory, so writers in other
 // processes, and other table objects for the same directory in this process,
-// wait for each other. Reads take no such lock. On a file system without
-// locks, writes go on unlocked.
+// wait for each other. A read takes that lock, shared, only when its walk
+// meets a write in flight (an ID.tmp, or a record gone between its name and
+// its open): it waits for the writer, then reads what the write left. So a
+// reader in another process never misses a record that exists before and
+// after a rewrite, and never lists another process's temporary file; a
+// leftover of a crash is still listed as an entry of its own. On a file
+// system without locks, writes and reads go on unlocked.
 //
-// Crashes: a write that returned 0 is on disk. A process stopped inside a
-// write can leave ID.tmp behind, and, when it stopped between removing the
-// old record and the rename, no ID at all: run repair() (or the database's)
-// at start-up after an unclean stop, before writing.
+// Durability: when a call returns 0, what it did is on stable storage, power
+// cut or not: an added or updated record (its file flushed, then renamed, then
+// the directory flushed), a deleted record and what clear(), recover() and
+// repair() removed (the directory flushed after the removals). A process or
+// machine stopped inside a write can leave ID.tmp behind and, when it stopped
+// between removing the old record and the rename, no ID at all: run repair()
+// (or the database's) at start-up after an unclean stop, before writing. The
+// temporary file is flushed before anything is removed or renamed, so repair
+// can decide every leftover itself. This relies on a file system that keeps
+// directory operations in order (ext4, xfs and btrfs do); on one that does not,
+// a power cut during an update can lose the record's earlier version too,
+// since the old file is removed before the new one is renamed into place.
 //
 // Names: table and record names are used as path components unchanged. The
 // host validates them: no "/", no "." or "..", nothing holding ".ADD" or
@@ -110,13 +123,14 @@ class CTable {
   // Applies assignments to the current record in memory. Takes the malloc'ed
   // buffer over and frees it. 0, 11 or 18.
   TALDB_EXPORT int update_col(char* text);
-  // Locked. Removes the record file; 0 whether or not it was there, 20 no
-  // mutex.
+  // Locked. Removes the record file and flushes the directory when it did;
+  // 0 whether or not it was there, 20 no mutex.
   TALDB_EXPORT int deleteRecord(const char* name);
 
-  // ---- Listing and lookups (locked; no directory lock: a record being
-  // rewritten by another process may be missed by one scan)
-  // The number of record entries (files are not opened), or -1.
+  // ---- Listing and lookups (locked; the directory lock, shared, only while
+  // a walk waits for another process's write in flight, see Processes above)
+  // The number of record entries (files are not opened), or -1. It counts
+  // names only: another process's temporary file may be counted.
   TALDB_EXPORT int records();
   // Walk the records matching condition ("col=value,...", null for all) in
   // directory order; each 0 leaves the record in the columns. Start: 0, 7 no
@@ -156,8 +170,11 @@ class CTable {
   // Finishes or cleans up interrupted writes: NAME.tmp holding a whole record
   // whose NAME is missing is renamed into place (with the directory flush);
   // NAME.tmp beside NAME is removed (NAME is the acknowledged version);
-  // NAME.tmp that is not a whole record is left and logged; marked names go
-  // as recover() removes them. One log line per file changed or left.
+  // NAME.tmp that is not a whole record is removed (it was never
+  // acknowledged: a write flushes it before removing or renaming anything);
+  // marked names go as recover() removes them. A missing table directory is
+  // made (a table whose creation was cut short after its schema file). One
+  // log line per file changed; the directory is flushed after removals.
   // 0; 7 no directory; 20 no mutex, or a file that could not be renamed or
   // removed (the other entries are still repaired).
   TALDB_EXPORT int repair();

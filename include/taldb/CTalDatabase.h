@@ -17,6 +17,13 @@
 // Processes and crashes: see CTable.h. After an unclean stop call repair()
 // once the database is open and before writing.
 //
+// Durability: a table that AddTable, CheckAddTable or Create acknowledged is
+// on stable storage: its schema file flushed, then its name, then its
+// directory's name (Create flushes tal/ and the root first). A power cut
+// between the schema and the directory leaves a table without its
+// directory, which never held a record: repair() makes it. DropTable's and
+// drop()'s removals are flushed as they go.
+//
 // Nothing is rolled back: a failing operation leaves on disk what it did
 // before the failure, as listed with each operation.
 #ifndef TALDB_CTALDATABASE_H
@@ -82,7 +89,8 @@ class CTalDatabase {
   // filled: call open() afterwards. 0; 4; 12 no sections or a table without
   // "schema"; 20; or the seeding code. Tables before a failure stay on disk.
   TALDB_EXPORT int Create(const char* iniFile, int id, const char* host);
-  // Writes the schema file: the schema line, "\n", a fingerprint. 0 or 4.
+  // Writes the schema file: the schema line, "\n", a fingerprint; flushes
+  // it and the schema directory. 0 or 4.
   TALDB_EXPORT int createSchemaF(const char* table, const char* schema);
   // recover() of every table in catalogue order, stopping at the first
   // failure (7 or 20).
