@@ -123,6 +123,25 @@ class CTable {
   // Applies assignments to the current record in memory. Takes the malloc'ed
   // buffer over and frees it. 0, 11 or 18.
   TALDB_EXPORT int update_col(char* text);
+  // Locked, under the directory lock for the whole batch. The group write:
+  // adds count records, each through its own NAME.tmp renamed into its own
+  // record file as addRecord writes one, with the flushes shared by the
+  // batch (every temporary file's data flushed before the first rename, the
+  // directory flushed once after the last), so that a bulk load runs at the
+  // speed of the disk. With allocate, each text holds the values of columns
+  // 2..N (as addRecord(text, &id, 0) takes it) and the ids are allocated by
+  // one scan, counting up from the largest; without, each text begins with
+  // its record's id (as addRecord(text, null, 0) takes it) and replaces a
+  // record of that id. ids (count entries, may be null) receives each id.
+  // Every text is checked before anything is written: 11 for the first whose
+  // count of values is wrong, 18, 20; nothing is written then. Otherwise 0
+  // when the whole batch is on stable storage, or 20 after a failed step.
+  // *written (may be null) receives how many records, the first of the
+  // batch in order, are on stable storage; nothing of the rest is in place.
+  // Nothing is acknowledged before the whole batch is flushed; after a crash
+  // repair() finishes or removes what a batch left.
+  TALDB_EXPORT int addRecords(const char* const* texts, int count, int* ids, bool allocate,
+                              int* written);
   // Locked. Removes the record file and flushes the directory when it did;
   // 0 whether or not it was there, 20 no mutex.
   TALDB_EXPORT int deleteRecord(const char* name);

@@ -6,11 +6,13 @@
 #include <string.h>
 
 #include <exception>
+#include <memory>
 #include <new>
 #include <optional>
 
 #include "gux.h"
 #include "table/DurableWrite.h"
+#include "table/GroupWrite.h"
 #include "table/ReadFence.h"
 #include "table/RecordCondition.h"
 #include "table/RecordFormat.h"
@@ -356,6 +358,48 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
   if (DurableWrite(path, record.content.data(), static_cast<int>(record.content.size())) == -1)
     return Fail(20, "Error occur when saving record!");
   return 0;
+}
+
+int CTable::addRecords(const char* const* texts, int count, int* ids, bool allocate,
+                       int* written) {
+  if (written != nullptr) *written = 0;
+  if (!LockAcquired(m_mutex)) return 20;
+  if (!ParamsPresent(texts) || count < 0) return 20;
+  // Every text is split and checked before the locks are taken, so that a
+  // batch with a mistake in its last record writes nothing.
+  std::unique_ptr<RecordText[]> records(new (std::nothrow) RecordText[count]);
+  std::unique_ptr<GroupEntry[]> entries(new (std::nothrow) GroupEntry[count]);
+  if (count > 0 && (records == nullptr || entries == nullptr)) return NoMemory();
+  long expected = static_cast<long>(m_columns.size()) - (allocate ? 1 : 0);
+  for (int i = 0; i < count; ++i) {
+    if (!ParamsPresent(texts[i])) return 20;
+    if (!ParseRecordText(texts[i], !allocate, records[i])) return NoMemory();
+    if (records[i].values != expected) return Fail(11, "record's syntax error ");
+  }
+
+  MutexGuard hold(m_mutex);
+  DirLock lock;
+  unsigned int largest = 4294967295u;
+  if (StreamAccess::openOn(m_dirIter, m_path) == 0) {
+    lock.lockStream(m_dirIter);
+    if (allocate) largest = LargestRecordNumber(m_dirIter);
+  } else {
+    lock.lockPath(m_path);
+  }
+  for (int i = 0; i < count; ++i) {
+    if (allocate) records[i].id = largest + 1 + static_cast<unsigned int>(i);
+    if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
+    entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
+    // An id given twice: the later record replaces the earlier, which is
+    // then not written at all.
+    for (int j = 0; j < i && !allocate; ++j)
+      if (entries[j].id == entries[i].id) entries[j].skip = true;
+  }
+  int status = 0;
+  size_t durable = DurableGroupWrite(m_path, StreamDescriptor(m_dirIter), entries.get(),
+                                     static_cast<size_t>(count), &status);
+  if (written != nullptr) *written = static_cast<int>(durable);
+  return status;
 }
 
 unsigned int CTable::get_max_id() {

@@ -51,6 +51,8 @@ int FlushFile(int fd) {
   return rc;
 }
 
+int FlushFileSystem(int fd) { return ::syncfs(fd); }
+
 int FlushDirectory(const char* path) {
   int fd = OpenDirectoryForLock(path);
   if (fd < 0) return -1;

@@ -36,6 +36,9 @@ bool IsDirectory(const char* path);
 //
 // Flushes a file's data to stable storage: 0, or -1 with errno.
 int FlushFile(int fd);
+// Flushes every file of the file system that holds fd (syncfs): one flush for
+// a batch of files instead of one each. 0, or -1 with errno.
+int FlushFileSystem(int fd);
 // Flushes a directory's entries (names made, renamed or removed in it) to
 // stable storage, through a descriptor opened with openat as the lock's is:
 // 0, or -1 with errno.

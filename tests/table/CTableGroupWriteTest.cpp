@@ -1,0 +1,126 @@
+// The group write: a batch of records, each through its own temporary file,
+// with the flushes shared; checked whole before anything is written, and
+// nothing of a failed batch left in place beyond what it reports written.
+#include <errno.h>
+
+#include "TableFixture.h"
+
+namespace {
+
+struct Batch {
+  std::vector<std::string> texts;
+  std::vector<const char*> pointers() const {
+    std::vector<const char*> out;
+    for (const std::string& text : texts) out.push_back(text.c_str());
+    return out;
+  }
+};
+
+}  // namespace
+
+class GroupWriteTest : public TableTest {
+ protected:
+  // Adds the batch; returns the status, with the ids and the count written.
+  int add(const Batch& batch, bool allocate, std::vector<int>* ids = nullptr, int* written = nullptr) {
+    std::vector<const char*> texts = batch.pointers();
+    std::vector<int> got(texts.size(), -1);
+    int count = -1;
+    int rc = table->addRecords(texts.data(), static_cast<int>(texts.size()), got.data(), allocate, &count);
+    if (ids != nullptr) *ids = got;
+    if (written != nullptr) *written = count;
+    return rc;
+  }
+  // Every file of the table as "name:content".
+  Values contents() const {
+    Values out;
+    for (const std::string& name : files()) out.push_back(name + ":" + content(name));
+    return out;
+  }
+};
+
+TEST_F(GroupWriteTest, WritesEveryRecordAsAddRecordWouldWithOneScanForTheIds) {
+  put("2", "a|1|");
+  put("10", "b|2|");
+  put("11.ADD", "x|");
+  std::vector<int> ids;
+  int written = -1;
+  ASSERT_EQ(add({{" web1 , 80 ", "web2,81", "web3, "}}, true, &ids, &written), 0);
+  // A marked name is no record: its number is not taken into account.
+  EXPECT_EQ(ids, (std::vector<int>{11, 12, 13}));
+  EXPECT_EQ(written, 3);
+  EXPECT_EQ(contents(), (Values{"10:b|2|", "11:web1|80|", "11.ADD:x|", "12:web2|81|", "13:web3||",
+                                "2:a|1|"}));
+  // The scan reports a marked name once, as every scan does.
+  EXPECT_EQ(log_.take(), (Logs{Err(16, "invalid record name found: 11.ADD.")}));
+
+  // Given ids replace what is there; an id given twice keeps its last record.
+  ASSERT_EQ(add({{"2,new,1", "20,x,2", "2,newer,3"}}, false, &ids, &written), 0);
+  EXPECT_EQ(ids, (std::vector<int>{2, 20, 2}));
+  EXPECT_EQ(content("2"), "newer|3|");
+  EXPECT_EQ(content("20"), "x|2|");
+  EXPECT_EQ(written, 3);
+}
+
+TEST_F(GroupWriteTest, ABatchWithAWrongRecordWritesNothing) {
+  const std::pair<Batch, bool> refused[] = {
+      {{{"a,1", "b,2", "c"}}, true},     // the last has too few values
+      {{{"1,a,1", "2,b,2,3"}}, false},   // too many
+      {{{"a,1", "5,b,2"}}, true},        // an id where ids are allocated
+  };
+  for (const auto& [batch, allocate] : refused) {
+    int written = -1;
+    EXPECT_EQ(add(batch, allocate, nullptr, &written), 11) << batch.texts.back();
+    EXPECT_EQ(written, 0);
+    EXPECT_EQ(files(), Values{});
+    EXPECT_EQ(log_.take(), (Logs{Err(11, "record's syntax error ")}));
+  }
+  TalDB::CTable unlocked;
+  const char* text = "a,1";
+  EXPECT_EQ(unlocked.addRecords(&text, 1, nullptr, true, nullptr), 20);
+  EXPECT_EQ(table->addRecords(nullptr, 1, nullptr, true, nullptr), 20);
+}
+
+// A failed step leaves in place only the records reported written: no
+// temporary file that repair could later finish into a record reported lost.
+TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
+  struct Case {
+    const char* what;
+    fault::Call call;
+    int nth;
+    int written;
+    Values left;
+  } cases[] = {
+      {"the second temporary file cannot be made", fault::kOpen, 2, 0, {}},
+      {"the second temporary file cannot be written", fault::kWrite, 2, 0, {}},
+      {"the third rename fails", fault::kRename, 3, 2, {"1:a|1|", "2:b|2|"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    for (const std::string& name : files()) unlink(recordPath(name).c_str());
+    fault::failCall(c.call, EIO, c.nth, "hosts/");
+    int written = -1;
+    EXPECT_EQ(add({{"a,1", "b,2", "c,3", "d,4"}}, true, nullptr, &written), 20);
+    EXPECT_EQ(written, c.written);
+    EXPECT_EQ(contents(), c.left);
+    Logs logs = log_.take();
+    ASSERT_EQ(logs.size(), 1u);
+    EXPECT_EQ(logs[0].code, 20);
+    EXPECT_NE(logs[0].text.find("addRecords: "), std::string::npos) << logs[0].text;
+    fault::reset();
+  }
+}
+
+// Every temporary file is written before the first rename, and the records
+// go into place in the batch's order.
+TEST_F(GroupWriteTest, WritesEveryFileBeforeTheFirstRename) {
+  fault::startRecording();
+  ASSERT_EQ(add({{"a,1", "b,2", "c,3"}}, true), 0);
+  std::vector<std::string> renames, order;
+  for (const std::string& call : fault::stopRecording()) {
+    if (call.rfind("open ", 0) == 0 && call.find(".tmp") != std::string::npos) order.push_back("open");
+    if (call.rfind("rename ", 0) == 0) order.push_back("rename"), renames.push_back(call);
+  }
+  EXPECT_EQ(order, (Values{"open", "open", "open", "rename", "rename", "rename"}));
+  ASSERT_EQ(renames.size(), 3u);
+  EXPECT_EQ(renames[0], "rename " + recordPath("1.tmp") + " " + recordPath("1"));
+}
