@@ -137,6 +137,28 @@ class Inspector {
   void inspectRecord(TalDB::CTable& table, const std::string& where, const std::string& name) {
     int status = table.readRecord(name.c_str());
     if (status != 0) return reportUnrepaired(where, unreadableRecord(table, at(where), status));
+    // The store counts a name as its unsigned number: a negative one (what an
+    // add past the largest id writes) or a larger one leaves no id for the
+    // next add, and any other name is no record the store writes.
+    if (!isRecordId(name)) {
+      bool negative = name[0] == '-' && name.size() > 1 &&
+                      name.find_first_not_of("0123456789", 1) == std::string::npos;
+      reportUnrepaired(where, negative ? "negative record name, as an add past id 2147483647 "
+                                         "writes; no add gets an id while it is there"
+                                       : "record name is not an id from 0 to 2147483647 "
+                                         "written plainly");
+    }
+    // Hosts write values through the library, which checks no type.
+    const std::vector<TalDB::CColumn*>& columns = table.columns();
+    for (size_t i = 1; i < columns.size(); ++i) {
+      std::string value = columns[i]->data() != nullptr ? columns[i]->data() : "";
+      Kind kind = kindOf(columns[i]->type());
+      std::string problem = typeProblem(value, kind);
+      if (!problem.empty()) {
+        reportUnrepaired(where, "the value " + quoted(value) + " of column " + columns[i]->name() +
+                                    " (" + kindWord(kind) + ") " + problem);
+      }
+    }
     long cut = longField(at(where));
     if (cut < 0) return;
     report(where,

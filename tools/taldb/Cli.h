@@ -9,6 +9,8 @@
 
 #include "util/DirLock.h"
 
+#include "TypedValue.h"
+
 #include <istream>
 #include <ostream>
 #include <stdexcept>
@@ -23,13 +25,10 @@ namespace taldb_cli {
 // Ini and Sql are dump's alone: a description file and SQL statements.
 enum class Format { Table, Csv, Json, Ini, Sql };
 
-// What a column holds, for the formats that tell numbers from text: the store
-// keeps every value as text, but an int or bigint column's whole numbers are
-// numbers to a program reading JSON or SQL.
-enum class Kind { Text, Int, BigInt };
-
 // A header of column names and rows of the same width; kinds, when given, has
-// one entry per column (none: every column is text).
+// one entry per column (none: every column is text). An int or bigint
+// column's values that fit its type are numbers to a program reading JSON or
+// SQL; the store keeps them as text.
 struct Rows {
   std::vector<std::string> header;
   std::vector<std::vector<std::string>> rows;
@@ -38,12 +37,6 @@ struct Rows {
 
 // "table", "csv", "json", "ini" or "sql"; false for anything else.
 bool parseFormat(const std::string& text, Format& format);
-// Whether text is a whole number as a column of that kind holds it: an
-// optional '-', digits without a leading zero (but "0" itself), within the
-// type's range. Text columns hold none.
-bool isWholeNumber(const std::string& text, Kind kind);
-// The kind of each column of a table, in schema order.
-std::vector<Kind> columnKinds(const TalDB::CTable& table);
 
 // How rows are printed: the format, and whether the table and CSV formats
 // begin with their header line (--no-header leaves it out).
@@ -64,7 +57,15 @@ void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, 
                     const Style& style);
 
 std::string csvCell(const std::string& text);
+// A JSON string of text, valid whatever bytes it holds: each byte that is not
+// part of a well-formed UTF-8 sequence becomes U+FFFD; '"', '\' and the
+// control characters (U+0000 to U+001F, U+007F to U+009F) are escaped.
 std::string jsonString(const std::string& text);
+// A value of a column of that kind: a JSON number when it fits an int or
+// bigint column, a JSON string otherwise.
+std::string jsonValue(const std::string& value, Kind kind);
+// Whether text is well-formed UTF-8 throughout.
+bool isUtf8(const std::string& text);
 
 // ---- The library's log.
 
@@ -233,6 +234,9 @@ void checkValue(const std::string& value);
 // The values of a record: one comma-separated argument, or one argument per
 // value (which then must not hold a comma). Every value is checked.
 std::vector<std::string> splitValues(const std::vector<std::string>& args);
+// The values of a record text as the store splits and trims them (a trailing
+// comma adds no value).
+std::vector<std::string> storedValues(const std::string& text);
 std::string joinValues(const std::vector<std::string>& values);
 // The store's record text of values. Joined by ", ", since the store drops a
 // trailing empty piece after a bare ","; a blank keeps a lone empty last
@@ -251,9 +255,15 @@ int parseInteger(const std::string& text, const char* what);
 // inside a value is refused instead of silently becoming another assignment.
 std::string parseAssignments(const std::vector<std::string>& args);
 
-// A column specification for add-table: at least one item, and no character
-// that would break the schema line ("|", "[", "]", line feed).
-std::string checkColumnSpec(const std::vector<std::string>& args);
+// A column specification for add-table: at least one item, each NAME(TYPE)
+// with a type of the store (int, bigint, varchar), no name twice, and no
+// character that would break the schema line ("|", "[", "]", line feed).
+struct ColumnSpec {
+  std::string text;        // "id(int),name(varchar)", as the store's AddTable takes it
+  std::string schemaLine;  // "id[int]|name[varchar]", as the schema file holds it
+  bool bigint = false;     // whether a column is a bigint
+};
+ColumnSpec parseColumnSpec(const std::vector<std::string>& args);
 
 // ---- The checks against a table's schema, with the store's own splitting,
 // so that nothing is written that would not read back whole. UsageErrors.

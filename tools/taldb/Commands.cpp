@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "column/TypeWords.h"
@@ -276,7 +277,10 @@ int cmdGet(Context& ctx) {
   }
   for (size_t i = 0; i < rows.header.size(); ++i) {
     if (rows.header[i] == ctx.arg(2)) {
-      ctx.out() << rows.rows[0][i] << "\n";
+      const std::string& value = rows.rows[0][i];
+      // A program that asked for JSON parses what it gets.
+      ctx.out() << (ctx.style().format == Format::Json ? jsonValue(value, rows.kinds[i]) : value)
+                << "\n";
       return kExitOk;
     }
   }
@@ -295,9 +299,20 @@ int cmdAdd(Context& ctx) {
   std::string text = recordText(splitValues(argsFrom(ctx, 1)));
   CTable& table = tableToWrite(ctx);
   checkRecordValues(table, text, false);
+  checkRecordTypes(table, text, false);
   int id = 0;
+  // The store counts ids in 32 unsigned bits and names the file by the int:
+  // past the largest id it would write a negative name. With the limit it
+  // refuses instead, under the same lock as its scan for the largest id.
+  int status = table.addRecord(text.c_str(), &id, kLargestId);
+  if (status == 15) {
+    throw Failure(action(ctx) + ": no id is left: the next id would pass " +
+                  std::to_string(kLargestId) +
+                  " (a record of that id, or a negative or larger name, is in the table; see "
+                  "'taldb check'); write the record under a free id with 'put'");
+  }
   // A write the store acknowledged is on disk: nothing is read back.
-  ctx.require(table.addRecord(text.c_str(), &id, 0), action(ctx));
+  ctx.require(status, action(ctx));
   ctx.out() << id << "\n";
   return kExitOk;
 }
@@ -307,6 +322,7 @@ int cmdPut(Context& ctx) {
   values.front() = std::to_string(parseRecordId(values.front()));
   CTable& table = tableToWrite(ctx);
   checkRecordValues(table, recordText(values), true);
+  checkRecordTypes(table, recordText(values), true);
   bool replaced = recordFileExists(table, values.front());
   if (replaced) requireRecord(ctx, table, values.front());
   ctx.require(table.addRecord(recordText(values).c_str(), nullptr, 0), action(ctx));
@@ -395,12 +411,50 @@ int cmdSeed(Context& ctx) {
   return kExitOk;
 }
 
+namespace {
+
+// The store's own column specification takes int and varchar only. A table
+// with a bigint column is added the store's other way: from the schema key of
+// its section in a description file, here a temporary one.
+void addTableWithBigint(Context& ctx, const std::string& name, const ColumnSpec& spec) {
+  std::string trimmed = name;
+  TalDB::CUtils::trim(&trimmed[0]);
+  if (trimmed.c_str() != name || name.find('\n') != std::string::npos) {
+    throw UsageError("invalid table name " + quoted(name) +
+                     " for a table with a bigint column: such a table is made from a "
+                     "description file, which trims blanks from a section's name");
+  }
+  if (spec.schemaLine.size() >= TalDB::kValueLimit) {
+    throw UsageError("column specification too long: a table with a bigint column takes a "
+                     "schema line of at most " + std::to_string(TalDB::kValueLimit - 1) + " bytes");
+  }
+  const char* tmp = std::getenv("TMPDIR");
+  std::string path = std::string(tmp != nullptr && *tmp ? tmp : "/tmp") + "/taldb-table-XXXXXX";
+  int fd = mkstemp(&path[0]);
+  std::string text = "[" + name + "]\nschema = " + spec.schemaLine + "\n";
+  bool written = fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  if (fd >= 0) close(fd);
+  int status = written ? ctx.db().CheckAddTable(name.c_str(), path.c_str()) : -1;
+  if (fd >= 0) unlink(path.c_str());
+  if (!written) throw Failure(action(ctx) + ": cannot write a temporary file " + path);
+  ctx.require(status, action(ctx));
+}
+
+}  // namespace
+
 int cmdAddTable(Context& ctx) {
   std::string name = ctx.arg(0);
   checkTableName(name);
-  std::string spec = checkColumnSpec(argsFrom(ctx, 1));
+  ColumnSpec spec = parseColumnSpec(argsFrom(ctx, 1));
   ctx.openDatabase();
-  ctx.require(ctx.db().AddTable(name.c_str(), spec.c_str()), action(ctx));
+  // Asked first, since the store's other way of adding takes an existing
+  // table for done.
+  if (ctx.db().GetTable(name.c_str()) != nullptr)
+    throw Failure(action(ctx) + ": the table " + quoted(name) + " exists already");
+  if (spec.bigint)
+    addTableWithBigint(ctx, name, spec);
+  else
+    ctx.require(ctx.db().AddTable(name.c_str(), spec.text.c_str()), action(ctx));
   ctx.note() << "added table " << name << " with "
              << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
              << "\n";

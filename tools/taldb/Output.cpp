@@ -1,10 +1,7 @@
 #include "Cli.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 
 namespace taldb_cli {
 
@@ -58,17 +55,11 @@ void printCsv(std::ostream& out, const Rows& rows, bool header) {
   for (const auto& row : rows.rows) printCsvLine(out, row);
 }
 
-// A whole number of an int or bigint column is a JSON number; every other
-// value, an empty one included, stays the text the store holds.
-std::string jsonValue(const Rows& rows, size_t column, const std::string& value) {
-  bool number = column < rows.kinds.size() && isWholeNumber(value, rows.kinds[column]);
-  return number ? value : jsonString(value);
-}
-
 std::string jsonObject(const Rows& rows, const std::vector<std::string>& row) {
   std::string text = "{";
   for (size_t i = 0; i < rows.header.size() && i < row.size(); ++i)
-    text += (i ? ", " : "") + jsonString(rows.header[i]) + ": " + jsonValue(rows, i, row[i]);
+    text += (i ? ", " : "") + jsonString(rows.header[i]) + ": " +
+            jsonValue(row[i], i < rows.kinds.size() ? rows.kinds[i] : Kind::Text);
   return text + "}";
 }
 
@@ -85,6 +76,24 @@ void printJsonArray(std::ostream& out, const Rows& rows, const std::string& inde
   out << indent << "]";
 }
 
+// The length of the well-formed UTF-8 sequence at text[at], or 0 when none
+// begins there: no overlong forms, no surrogates, nothing past U+10FFFF.
+size_t utf8Length(const std::string& text, size_t at) {
+  auto byte = [&](size_t i) { return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u; };
+  unsigned lead = byte(0);
+  if (lead < 0x80) return 1;
+  size_t length = lead >= 0xC2 && lead <= 0xDF ? 2 : lead >= 0xE0 && lead <= 0xEF ? 3
+                  : lead >= 0xF0 && lead <= 0xF4                            ? 4
+                                                                            : 0;
+  // The second byte's range depends on the lead; every later one is 80 to BF.
+  unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  if (length == 0 || byte(1) < low || byte(1) > high) return 0;
+  for (size_t i = 2; i < length; ++i)
+    if (byte(i) < 0x80 || byte(i) > 0xBF) return 0;
+  return length;
+}
+
 }  // namespace
 
 bool parseFormat(const std::string& text, Format& format) {
@@ -98,32 +107,6 @@ bool parseFormat(const std::string& text, Format& format) {
   return false;
 }
 
-bool isWholeNumber(const std::string& text, Kind kind) {
-  if (kind == Kind::Text) return false;
-  size_t start = !text.empty() && text[0] == '-' ? 1 : 0;
-  std::string digits = text.substr(start);
-  // "-0" and "007" are not the text a number prints as, so they stay text.
-  bool plain = !digits.empty() && digits.size() <= 19 &&
-               digits.find_first_not_of("0123456789") == std::string::npos &&
-               (digits[0] != '0' || text == "0");
-  if (!plain) return false;
-  errno = 0;
-  long long value = std::strtoll(text.c_str(), nullptr, 10);
-  if (errno == ERANGE) return false;
-  return kind == Kind::BigInt || (value >= INT32_MIN && value <= INT32_MAX);
-}
-
-std::vector<Kind> columnKinds(const TalDB::CTable& table) {
-  std::vector<Kind> kinds;
-  for (const TalDB::CColumn* column : table.columns()) {
-    int type = column->type();
-    kinds.push_back(type == TalDB::TYPE_INT      ? Kind::Int
-                    : type == TalDB::TYPE_BIGINT ? Kind::BigInt
-                                                 : Kind::Text);
-  }
-  return kinds;
-}
-
 std::string csvCell(const std::string& text) {
   bool quote = text.find_first_of(",\"\r\n") != std::string::npos ||
                (!text.empty() && (text.front() == ' ' || text.back() == ' '));
@@ -133,22 +116,47 @@ std::string csvCell(const std::string& text) {
   return cell + "\"";
 }
 
+bool isUtf8(const std::string& text) {
+  for (size_t at = 0, length; at < text.size(); at += length)
+    if ((length = utf8Length(text, at)) == 0) return false;
+  return true;
+}
+
 std::string jsonString(const std::string& text) {
   std::string out = "\"";
-  for (unsigned char c : text) {
+  for (size_t at = 0; at < text.size();) {
+    size_t length = utf8Length(text, at);
+    // A program that reads JSON takes only Unicode text: a stray byte becomes
+    // the replacement character, one for each byte.
+    if (length == 0) {
+      out += "\xEF\xBF\xBD";
+      ++at;
+      continue;
+    }
+    unsigned char c = static_cast<unsigned char>(text[at]);
+    // U+0080 to U+009F are the two-byte sequences C2 80 to C2 9F.
+    unsigned code = length == 2 && c == 0xC2 ? static_cast<unsigned char>(text[at + 1]) : c;
     const char* escape = c == '"'    ? "\\\""
                          : c == '\\' ? "\\\\"
                          : c == '\n' ? "\\n"
                          : c == '\r' ? "\\r"
                          : c == '\t' ? "\\t"
                                      : nullptr;
-    char code[8];
+    char hex[8];
     // Other control characters have no short form.
-    if (escape == nullptr && c < 0x20) std::snprintf(code, sizeof code, "\\u%04x", c);
-    if (escape == nullptr && c < 0x20) escape = code;
-    out += escape != nullptr ? std::string(escape) : std::string(1, static_cast<char>(c));
+    if (escape == nullptr && (code < 0x20 || (code >= 0x7F && code <= 0x9F))) {
+      std::snprintf(hex, sizeof hex, "\\u%04x", code);
+      escape = hex;
+    }
+    out += escape != nullptr ? std::string(escape) : text.substr(at, length);
+    at += length;
   }
   return out + "\"";
+}
+
+std::string jsonValue(const std::string& value, Kind kind) {
+  // Whatever fits its column's type is the number's own text.
+  return isWholeNumber(value, kind) ? value : jsonString(value);
 }
 
 void printRows(std::ostream& out, const Rows& rows, const Style& style) {

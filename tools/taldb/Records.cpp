@@ -25,16 +25,6 @@ std::string schemaText(const std::string& table, const std::vector<CColumn*>& co
   return text;
 }
 
-// The values of a record text as the store splits and trims them, so that the
-// tool's count and the store's agree (a trailing comma adds no value).
-std::vector<std::string> storedValues(const std::string& text) {
-  std::string copy = text;
-  TalDB::RecordValues values(&copy[0]);
-  std::vector<std::string> out;
-  while (const char* value = values.next()) out.push_back(value);
-  return out;
-}
-
 // Checks a record text against columns; first is the column of the first
 // value. A UsageError that starts with where.
 void checkRecordText(const std::string& where, const std::string& table,
@@ -90,10 +80,21 @@ std::string assignmentProblem(CTable& table, const char* name, const char* value
            "' names the record and is not changed by an update; write the record under the "
            "new id with 'put', then delete the old one";
   checkColumnValue("invalid assignment: ", table.name(), name, value);
+  checkTypedValue("invalid assignment: ", table.name(), *table.getcolumn(name), value);
   return "";
 }
 
 }  // namespace
+
+// Split with the store's own splitter, so that the tool's count and the
+// store's agree.
+std::vector<std::string> storedValues(const std::string& text) {
+  std::string copy = text;
+  TalDB::RecordValues values(&copy[0]);
+  std::vector<std::string> out;
+  while (const char* value = values.next()) out.push_back(value);
+  return out;
+}
 
 void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
                       const std::string& value) {

@@ -1,9 +1,11 @@
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 
 #include "Cli.h"
+#include "column/TypeWords.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
 #include "taldb/CUtils.h"
@@ -123,22 +125,46 @@ std::string parseAssignments(const std::vector<std::string>& args) {
   return joinValues(assignments);
 }
 
-std::string checkColumnSpec(const std::vector<std::string>& args) {
+ColumnSpec parseColumnSpec(const std::vector<std::string>& args) {
   // Items may come one per argument or several in one; blank items (as from
   // "id(int), name(varchar)" split over two arguments) are dropped, since the
   // store would take them for columns without a type.
-  std::vector<std::string> items;
+  ColumnSpec spec;
+  std::vector<std::string> names;
   for (const std::string& arg : args) {
     if (arg.find_first_of("|[]\n") != std::string::npos) {
       throw UsageError("invalid column specification " + quoted(arg) +
                        ": it must not contain '|', '[', ']' or a line feed");
     }
-    for (const std::string& item : splitAt(arg, ','))
-      if (!trimmed(item).empty()) items.push_back(item);
+    for (const std::string& piece : splitAt(arg, ',')) {
+      std::string item = trimmed(piece);
+      if (item.empty()) continue;
+      size_t open = item.find('('), close = item.find(')');
+      std::string name = trimmed(item.substr(0, open));
+      std::string type = open < close ? trimmed(item.substr(open + 1, close - open - 1)) : "";
+      const TalDB::TypeWord* word = nullptr;
+      for (const TalDB::TypeWord& known : TalDB::kTypeWords)
+        if (type == known.word) word = &known;
+      // The store drops white space anywhere in a specification, so a name
+      // holding some would come out another name.
+      bool plain = !name.empty() && name.find_first_of(" \t\r\v\f()") == std::string::npos;
+      if (!plain || word == nullptr || close != item.size() - 1) {
+        throw UsageError("invalid column " + quoted(item) +
+                         ": write NAME(TYPE), the name without blanks, the type int, bigint or "
+                         "varchar");
+      }
+      if (std::find(names.begin(), names.end(), name) != names.end())
+        throw UsageError("invalid column specification: the column " + quoted(name) +
+                         " is named twice");
+      names.push_back(name);
+      spec.text += (spec.text.empty() ? "" : ",") + name + "(" + type + ")";
+      spec.schemaLine += (spec.schemaLine.empty() ? "" : "|") + name + "[" + type + "]";
+      spec.bigint = spec.bigint || word->code == TalDB::TYPE_BIGINT;
+    }
   }
-  if (items.empty())
+  if (names.empty())
     throw UsageError("empty column specification: give columns such as 'id(int), name(varchar)'");
-  return joinValues(items);
+  return spec;
 }
 
 }  // namespace taldb_cli
