@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +24,9 @@ struct Armed {
   std::string pathContains;
 };
 
+const char* const kVerbs[kCallCount] = {"open",  "write", "fsync", "rename",   "unlink",
+                                        "mkdir", "rmdir", "close", "fdatasync"};
+
 // False while nothing is armed or recorded, so that the wrappers then take no
 // lock: a lock in every write would order threads that the store itself must
 // order, and hide races from ThreadSanitizer.
@@ -31,7 +35,7 @@ std::mutex g_mutex;
 Armed g_armed[kCallCount];
 size_t g_writeLimit = 0;
 bool g_recording = false;
-std::vector<std::string> g_record;
+std::vector<Recorded> g_record;
 std::map<int, std::string> g_fdPaths;
 
 void Refresh() {
@@ -40,23 +44,48 @@ void Refresh() {
   g_engaged.store(any, std::memory_order_relaxed);
 }
 
-// Records the call and decides whether it fails: the errno to fail with, or 0
-// to pass through. A descriptor's path is the one it was opened with; open
-// names the path, close forgets it.
-int Intercept(Call call, const char* verb, std::string path, int fd = -1) {
+// A descriptor's path is the one it was opened with while engaged; one opened
+// out of sight (the directory lock's openat) is named by the kernel, so that a
+// flush through it is still attributed to its directory.
+std::string FdPath(int fd) {
+  auto at = g_fdPaths.find(fd);
+  if (at != g_fdPaths.end()) return at->second;
+  char link[64], target[4096];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  ssize_t n = readlink(link, target, sizeof target);
+  return n > 0 && static_cast<size_t>(n) < sizeof target ? std::string(target, n) : "?";
+}
+
+// Describes the call into r and decides whether it fails: the errno to fail
+// with, or 0 to pass through. close forgets the descriptor.
+int Intercept(Recorded& r, Call call, const char* path, const char* to, int fd, int flags = 0) {
   if (!g_engaged.load(std::memory_order_relaxed)) return 0;
   std::lock_guard<std::mutex> hold(g_mutex);
-  if (fd >= 0) {
-    auto at = g_fdPaths.find(fd);
-    path = at != g_fdPaths.end() ? at->second : "?";
-    if (call == kClose) g_fdPaths.erase(fd);
-  }
-  if (g_recording) g_record.push_back(std::string(verb) + " " + path);
+  r.call = call;
+  r.path = fd >= 0 ? FdPath(fd) : path;
+  r.to = to != nullptr ? to : "";
+  r.fd = fd;
+  r.flags = flags;
+  if (call == kClose) g_fdPaths.erase(fd);
   Armed& a = g_armed[call];
-  if (!a.active || path.find(a.pathContains) == std::string::npos || --a.remaining != 0) return 0;
+  if (!a.active || text(r).find(a.pathContains) == std::string::npos || --a.remaining != 0)
+    return 0;
   a.active = false;
   Refresh();
   return a.err;
+}
+
+// Keeps what the call returned (for open the descriptor, which takes the
+// path's name; for write the bytes taken) and adds the call to the record.
+void Note(Recorded& r, long result, const void* bytes = nullptr) {
+  if (!g_engaged.load(std::memory_order_relaxed) || r.call == kCallCount) return;
+  int error = errno;
+  std::lock_guard<std::mutex> hold(g_mutex);
+  r.result = result;
+  if (r.call == kOpen && result >= 0) g_fdPaths[r.fd = static_cast<int>(result)] = r.path;
+  if (bytes != nullptr && result > 0) r.data.assign(static_cast<const char*>(bytes), result);
+  if (g_recording) g_record.push_back(std::move(r));
+  errno = error;
 }
 
 template <class F>
@@ -67,15 +96,11 @@ F Next(const char* name) {
 int Open(const char* name, const char* path, int flags, va_list args) {
   static auto real = Next<int (*)(const char*, int, ...)>(name);
   mode_t mode = (flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(args, mode_t) : 0;
-  if (int err = Intercept(kOpen, "open", path)) {
-    errno = err;
-    return -1;
-  }
-  int fd = real(path, flags, mode);
-  if (fd >= 0 && g_engaged.load(std::memory_order_relaxed)) {
-    std::lock_guard<std::mutex> hold(g_mutex);
-    g_fdPaths[fd] = path;
-  }
+  Recorded r;
+  int err = Intercept(r, kOpen, path, nullptr, -1, flags);
+  int fd = err != 0 ? -1 : real(path, flags, mode);
+  if (err != 0) errno = err;
+  Note(r, fd);
   return fd;
 }
 
@@ -96,15 +121,26 @@ void limitWrite(size_t maxBytes) {
 void startRecording() {
   std::lock_guard<std::mutex> hold(g_mutex);
   g_record.clear();
+  // Descriptors opened before now may have been closed unseen; the kernel
+  // names them afresh.
+  g_fdPaths.clear();
   g_recording = true;
   Refresh();
 }
 
-std::vector<std::string> stopRecording() {
+std::string text(const Recorded& call) {
+  return std::string(kVerbs[call.call]) + " " + call.path + (call.to.empty() ? "" : " " + call.to);
+}
+
+std::vector<std::string> stopRecording(std::vector<Recorded>* calls) {
   std::lock_guard<std::mutex> hold(g_mutex);
   g_recording = false;
   Refresh();
-  return std::move(g_record);
+  std::vector<std::string> texts;
+  for (const Recorded& r : g_record) texts.push_back(text(r));
+  if (calls != nullptr) *calls = std::move(g_record);
+  g_record.clear();
+  return texts;
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -165,33 +201,37 @@ OPEN_CALL(open)
 OPEN_CALL(open64)
 
 // Each call fails as armed or passes through; a failed close still closes.
-#define CALL(call, verb, Result, Signature, path, fd, ...) \
-  INTERPOSE Result verb Signature {                        \
-    static auto real = Next<Result(*) Signature>(#verb);   \
-    if (int err = Intercept(call, #verb, path, fd)) {      \
-      if (call == kClose) real(__VA_ARGS__);               \
-      errno = err;                                         \
-      return -1;                                           \
-    }                                                      \
-    return real(__VA_ARGS__);                              \
+#define CALL(call, verb, Signature, path, to, fd, ...)                \
+  INTERPOSE int verb Signature {                                      \
+    static auto real = Next<int(*) Signature>(#verb);                 \
+    Recorded r;                                                       \
+    int err = Intercept(r, call, path, to, fd);                       \
+    int result = err == 0 || call == kClose ? real(__VA_ARGS__) : -1; \
+    if (err != 0) errno = err, result = -1;                           \
+    Note(r, result);                                                  \
+    return result;                                                    \
   }
-CALL(kFsync, fsync, int, (int fd), "", fd, fd)
-CALL(kClose, close, int, (int fd), "", fd, fd)
-CALL(kRename, rename, int, (const char* from, const char* to), std::string(from) + " " + to, -1,
-     from, to)
-CALL(kUnlink, unlink, int, (const char* path), path, -1, path)
-CALL(kMkdir, mkdir, int, (const char* path, mode_t mode), path, -1, path, mode)
-CALL(kRmdir, rmdir, int, (const char* path), path, -1, path)
+CALL(kFsync, fsync, (int fd), nullptr, nullptr, fd, fd)
+CALL(kFdatasync, fdatasync, (int fd), nullptr, nullptr, fd, fd)
+CALL(kClose, close, (int fd), nullptr, nullptr, fd, fd)
+CALL(kRename, rename, (const char* from, const char* to), from, to, -1, from, to)
+CALL(kUnlink, unlink, (const char* path), path, nullptr, -1, path)
+CALL(kMkdir, mkdir, (const char* path, mode_t mode), path, nullptr, -1, path, mode)
+CALL(kRmdir, rmdir, (const char* path), path, nullptr, -1, path)
 
 INTERPOSE ssize_t write(int fd, const void* buffer, size_t count) {
   static auto real = Next<ssize_t (*)(int, const void*, size_t)>("write");
-  if (int err = Intercept(kWrite, "write", "", fd)) {
+  Recorded r;
+  if (int err = Intercept(r, kWrite, nullptr, nullptr, fd)) {
     errno = err;
+    Note(r, -1);
     return -1;
   }
   // Set only while no store call runs, and read only while engaged.
   size_t limit = g_engaged.load(std::memory_order_relaxed) ? g_writeLimit : 0;
-  return real(fd, buffer, limit != 0 && count > limit ? limit : count);
+  ssize_t written = real(fd, buffer, limit != 0 && count > limit ? limit : count);
+  Note(r, written, buffer);
+  return written;
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

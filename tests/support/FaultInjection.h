@@ -1,7 +1,8 @@
 // Fault injection for the file-system calls of the store and the utility
-// library. The test program defines open, write, fsync, rename, unlink, mkdir,
-// rmdir and close itself; the shared libraries bind to those definitions, which
-// pass through to the C library unless a test has armed a failure.
+// library. The test program defines open, write, fsync, fdatasync, rename,
+// unlink, mkdir, rmdir and close itself; the shared libraries bind to those
+// definitions, which pass through to the C library unless a test has armed a
+// failure.
 #ifndef TALDB_TESTS_FAULTINJECTION_H
 #define TALDB_TESTS_FAULTINJECTION_H
 
@@ -12,7 +13,18 @@
 
 namespace fault {
 
-enum Call { kOpen, kWrite, kFsync, kRename, kUnlink, kMkdir, kRmdir, kClose, kCallCount };
+enum Call {
+  kOpen,
+  kWrite,
+  kFsync,
+  kRename,
+  kUnlink,
+  kMkdir,
+  kRmdir,
+  kClose,
+  kFdatasync,
+  kCallCount
+};
 
 // Makes the nth call (1-based, counted from now) of `call` fail with errno
 // `err`. With pathContains set, only calls whose path (the source path for
@@ -24,12 +36,28 @@ void failCall(Call call, int err, int nth = 1, const char* pathContains = nullpt
 // callers see partial writes.
 void limitWrite(size_t maxBytes);
 
+// One intercepted call, with what a replay of it needs.
+struct Recorded {
+  Call call = kCallCount;
+  std::string path;  // the path named, or the descriptor's path ("?" unknown)
+  std::string to;    // rename's target
+  int fd = -1;       // the descriptor used, or the one open returned
+  int flags = 0;     // open's flags
+  std::string data;  // the bytes the C library took from write
+  long result = -1;  // what the call returned; -1 when it failed
+};
+
 // Records the intercepted calls from now on, one text each: "open <path>",
-// "write <fd-path>", "fsync <fd-path>", "close <fd-path>", "unlink <path>",
-// "rename <from> <to>", "mkdir <path>", "rmdir <path>", where <fd-path> is the
-// path the descriptor was opened with (or "?").
+// "write <fd-path>", "fsync <fd-path>", "fdatasync <fd-path>", "close
+// <fd-path>", "unlink <path>", "rename <from> <to>", "mkdir <path>", "rmdir
+// <path>", where <fd-path> is the path the descriptor was opened with, or,
+// for one opened out of sight (openat, or before the recording began), what
+// /proc/self/fd says it names ("?" when that fails). When calls is given it
+// receives the same calls in full.
 void startRecording();
-std::vector<std::string> stopRecording();
+std::vector<std::string> stopRecording(std::vector<Recorded>* calls = nullptr);
+// A recorded call's text, as stopRecording gives it.
+std::string text(const Recorded& call);
 
 // While armed, every allocation (malloc, realloc, and new through them) of at
 // least `atLeast` bytes fails, and every one of exactly `exactly` bytes (0
