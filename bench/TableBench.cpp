@@ -1,7 +1,8 @@
 // TalDB against a plain C loop of the same design, in one run, on the same
 // table: full listing and lookup by id (100, 1,000 and 10,000 records), an
-// allocating add, an update and a lookup by key. After the runs it prints
-// the ratio TalDB / plain loop of each pair: below 1 TalDB is faster.
+// allocating add, an update, a lookup by key and the group write of 1,000
+// records; and one-at-a-time adds against the group write of as many. After
+// the runs it prints the ratio of each pair: below 1 the first is faster.
 //
 // The tables live under $TALDB_BENCH_DIR, or /tmp (a real disk, where flushes
 // cost what they cost in production).
@@ -109,6 +110,26 @@ void PlainDurableWrite(const std::string& dir, const std::string& name,
   close(dfd);
 }
 
+// A group of records written durably as plain calls: each to its temporary
+// file, one flush of the file system, each renamed into place, one flush of
+// the directory. The floor for any durable bulk load of one file per record.
+void PlainGroupWrite(const std::string& dir, unsigned first, int count) {
+  for (int i = 0; i < count; ++i) {
+    std::string tmp = dir + "/" + std::to_string(first + i) + ".tmp";
+    int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0640);
+    if (write(fd, "webx|9000|a note of some length|", 32) < 0) abort();
+    close(fd);
+  }
+  int dfd = open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+  syncfs(dfd);
+  for (int i = 0; i < count; ++i) {
+    std::string path = dir + "/" + std::to_string(first + i);
+    rename((path + ".tmp").c_str(), path.c_str());
+  }
+  fsync(dfd);
+  close(dfd);
+}
+
 unsigned PlainLargestName(const std::string& dir) {
   DIR* d = opendir(dir.c_str());
   unsigned largest = 0;
@@ -201,6 +222,41 @@ void Update(benchmark::State& state) {
       });
 }
 
+// The group write of a batch against the plain loop that writes the same
+// files as one group.
+void GroupWrite(benchmark::State& state) {
+  Fixture taldb(100), plain(100);
+  int count = static_cast<int>(state.range(0));
+  std::vector<std::string> texts(count, "webx,9000,a note of some length");
+  std::vector<const char*> pointers;
+  for (const std::string& text : texts) pointers.push_back(text.c_str());
+  std::vector<int> ids(count);
+  unsigned next = 101;
+  RunPair(
+      state, [&] { taldb.table().addRecords(pointers.data(), count, ids.data(), true, nullptr); },
+      [&] {
+        PlainGroupWrite(plain.dir(), next, count);
+        next += count;
+      });
+}
+
+// One-at-a-time adds against the group write of as many records.
+void OneAtATime(benchmark::State& state) {
+  Fixture single(100), group(100);
+  int count = static_cast<int>(state.range(0));
+  std::vector<std::string> texts(count, "webx,9000,a note of some length");
+  std::vector<const char*> pointers;
+  for (const std::string& text : texts) pointers.push_back(text.c_str());
+  std::vector<int> ids(count);
+  RunPair(
+      state,
+      [&] {
+        int id = 0;
+        for (int i = 0; i < count; ++i) single.table().addRecord(pointers[i], &id, 0);
+      },
+      [&] { group.table().addRecords(pointers.data(), count, ids.data(), true, nullptr); });
+}
+
 void LookupByKey(benchmark::State& state) {
   TalDB::CTable& table = Shared(100).table();
   std::vector<TalDB::CColumn*> columns;
@@ -232,6 +288,8 @@ BENCHMARK(LookupById)->Arg(100)->Arg(1000)->Arg(10000)->MinTime(0.3)->Unit(bench
 BENCHMARK(AllocatingAdd)->MinTime(0.6)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Update)->MinTime(0.6)->Unit(benchmark::kMicrosecond);
 BENCHMARK(LookupByKey)->MinTime(0.3)->Unit(benchmark::kMicrosecond);
+BENCHMARK(GroupWrite)->Arg(1000)->Iterations(8)->Unit(benchmark::kMicrosecond);
+BENCHMARK(OneAtATime)->Arg(200)->Iterations(6)->Unit(benchmark::kMicrosecond);
 
 // Prints, after the usual report, one line per pair: the medians and ratio.
 class RatioReporter : public benchmark::ConsoleReporter {

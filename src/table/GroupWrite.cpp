@@ -17,10 +17,11 @@ namespace {
 constexpr mode_t kRecordMode = 0640;
 constexpr const char kWho[] = "addRecords";
 
-// The record's path and its temporary file's.
+// The record's path and its temporary file's, each cut at the path limit as
+// every path of the store is.
 void EntryPaths(const char* dir, unsigned int id, char* path, char* temporary) {
-  snprintf(path, kPathLimit, "%s%s%i", dir, "/", static_cast<int>(id));
-  snprintf(temporary, kPathLimit, "%s%s", path, kTempSuffix);
+  if (snprintf(path, kPathLimit, "%s%s%i", dir, "/", static_cast<int>(id)) < 0) path[0] = '\0';
+  if (snprintf(temporary, kPathLimit, "%s%s", path, kTempSuffix) < 0) temporary[0] = '\0';
 }
 
 int WriteTemporary(const char* temporary, const GroupEntry& entry) {
