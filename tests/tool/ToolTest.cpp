@@ -448,6 +448,37 @@ TEST_F(ToolTest, TypedColumnsTakeOnlyTheirNumbers) {
     EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
 }
 
+// JSON holds what a program can parse whatever the store holds; SQL holds nothing that would not
+// load: a value that does not fit its type fails the dump, naming where it is.
+TEST_F(ToolTest, ExportsHoldOnlyWhatTheirReadersTake) {
+  createDatabase();
+  writeFile(data("notes/1"), "bad\xFF \x01|");
+  expectRows({{{"get", "notes", "1", "--format", "json"}, 0, "\"text\": \"bad\xEF\xBF\xBD \\u0001\"}"},
+              {{"get", "hosts", "1", "name", "--format=json"}, 0, "\"h1\"\n"},
+              {{"get", "hosts", "1", "port", "--format=json"}, 0, "8080\n"}});
+  expectRows({{{"dump", "hosts", "--format", "sql"},
+               0,
+               "BEGIN;\nCREATE TABLE \"hosts\" (\"id\" integer, \"name\" text, \"port\" integer, "
+               "PRIMARY KEY (\"id\"));\nINSERT INTO \"hosts\" VALUES (1, 'h1', 8080);\n"}});
+  for (const Names& c : std::vector<Names>{
+           {"hosts/1", "h1|08|", "table hosts, record '1', column port: the value '08' (int) is not written"},
+           {"hosts/x", "h1|8|", "table hosts, record 'x', column id: the value 'x' (int) is not a whole"},
+           {"notes/1", "bad\xFF|", "table notes, record '1', column text: the value 'bad\xFF' (varchar) is not UTF-8"}}) {
+    std::string was = readFile(data(c[0]));
+    writeFile(data(c[0]), c[1]);
+    EXPECT_EQ(expectRows({{{"dump", "--format", "sql"}, 1, "dump: " + c[2]}}).out, "") << c[2];
+    writeFile(data(c[0]), was);
+  }
+  unlink(at(data("hosts/x")).c_str());
+  unlink(at(data("notes/1")).c_str());
+  // Names that would not come back the same from both databases.
+  expectRows({{{"add-table", "HOSTS", "id(int)"}, 0, "added"},
+              {{"dump", "--format", "sql"}, 1, "the table name 'hosts' is the name of another table"},
+              {{"drop-table", "HOSTS"}, 0, "dropped"},
+              {{"add-table", "pg_x", "id(int)"}, 0, "added"},
+              {{"dump", "--format", "sql"}, 1, "'pg_x' begins with 'pg_' or 'sqlite_'"}});
+}
+
 TEST_F(ToolTest, IniDumpCreatesTheSameDatabaseFileForFile) {
   expectRows({{{"create", TALDB_EXAMPLES_DIR "/taldb.ini", "--host", "web01"}, 0, "created"},
               {{"add-table", "notes", "id(int),text(varchar),n(int)"}, 0, "added table notes"},
@@ -482,34 +513,45 @@ TEST_F(ToolTest, IniDumpCreatesTheSameDatabaseFileForFile) {
 TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
   createDatabase();
   auto before = snapshot();
-  // Each input and its refusal; those whose header starts with the id, or about --put, use --put.
+  // Each input and its refusal, the last field saying whether --put is given.
   for (const Names& c : std::vector<Names>{
-           {"", "standard input is empty"},
-           {"name,colour\n", "line 1: column 'colour' is not a column"},
-           {"name,name\n", "line 1: column 'name' is named twice"},
-           {"name,port\n", "line 1: with --put the header must name the first column, 'id'"},
-           {"name,port\nok,1\nx\n", "line 3: 1 cell where the header has 2"},
-           {"name\n\"open\n\n", "line 2: a quoted cell is not closed"},
-           {"name\n\"a\"b\n", "line 2: text after the closing quote"},
+           {"", "standard input is empty", ""},
+           {"name,colour\n", "line 1: column 'colour' is not a column", ""},
+           {"name,name\n", "line 1: column 'name' is named twice", ""},
+           {"name,port\n", "line 1: with --put the header must name the first column, 'id'", "put"},
+           {"id,name\n1,a\n", "line 1: column 'id' holds the records' ids: add --put", ""},
+           {"name,port\nok,1\nx,1,2\n", "line 3: 3 cells where the header has 2", ""},
+           {"name\n\"open\n\n", "line 2: a quoted cell is not closed", ""},
+           {"name\n\"a\"b\n", "line 2: text after the closing quote", ""},
            {"name\n" + std::string(2048, 'x') + "\n",
-            "line 2: the value of hosts.name is 2048 bytes"},
-           {"id,name\n1,a\n-1,b\n", "line 3: invalid record id '-1'"}}) {
-    Names args = {"import", "hosts", "-", "--put"};
-    if (c[0].rfind("id", 0) != 0 && c[1].find("--put") == std::string::npos) args.pop_back();
+            "line 2: the value of hosts.name is 2048 bytes", ""},
+           {"id,name\n1,a\n-1,b\n", "line 3: invalid record id '-1'", "put"}}) {
+    Names args = {"import", "hosts", "-"};
+    if (!c[2].empty()) args.push_back("--put");
     expectRows({{args, 2, c[1]}}, c[0]);
   }
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"import", "hosts", at("none.csv")}, 1, "cannot read " + at("none.csv")}});
 
-  // Ids allocated, or kept with --put; unnamed columns empty; cells quoted as csv, "\r\n" ends.
-  writeFile("rows.csv", "port,id,name\r\n9,77,\"say \"\"hi\"\"\"\r\n,78, b \n");
-  expectRows({{{"import", "hosts", at("rows.csv")}, 0, "3\n4\nimported 2 records into hosts"},
-              {{"-q", "import", "hosts", at("rows.csv"), "--put"}, 0, "77\n78\n"}});
-  EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/78")), "say \"hi\"|9|b||");
+  // Ids allocated, or kept with --put; unnamed columns and left out cells
+  // empty; cells quoted as csv; what spreadsheets write: a byte-order mark,
+  // "\r\n" ends, blank lines at the end.
+  writeFile("rows.csv", "\xEF\xBB\xBFport,name\r\n9,\"say \"\"hi\"\"\"\r\n7\r\n\r\n\r\n");
+  writeFile("put.csv", "port,id,name\n9,2,\"a,b\"\n,78, b \n");
+  expectRows({{{"import", "hosts", at("rows.csv")}, 0,
+               "3\n4\nimported 2 records into hosts from " + at("rows.csv") +
+                   "; 1 row left trailing cells out, filled empty\n"},
+              {{"import", "hosts", at("put.csv"), "--put"}, 2, "line 2: invalid value 'a,b'"}});
+  writeFile("put.csv", "port,id,name\n9,2,ab\n,78, b \n");
+  expectRows({{{"import", "hosts", at("put.csv"), "--put"}, 0, "2\n78\nimported 2 records into "
+               "hosts from " + at("put.csv") + " (1 added, 1 replaced)\n"}});
+  EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/2")) +
+                readFile(data("hosts/78")),
+            "say \"hi\"|9||7|ab|9|b||");
   // A table's csv dump imports into another of the same columns as it was.
   expectRows({{{"add-table", "copy", "id(int),name(varchar),port(int)"}, 0, "added"}});
   Result dump = run({"dump", "hosts", "--format", "csv"});
-  expectRows({{{"import", "copy", "-", "--put"}, 0, "imported 6 records into copy"}}, dump.out);
+  expectRows({{{"import", "copy", "-", "--put"}, 0, "imported 5 records into copy"}}, dump.out);
   EXPECT_EQ(run({"dump", "copy", "--format", "csv"}).out, dump.out);
 }
 

@@ -129,7 +129,7 @@ enum OptionBit : unsigned {
   kOptDescription = 1u << 4,
   kOptDryRun = 1u << 5,
   kOptNoHeader = 1u << 6,  // taken by every command that takes --format
-  kOptPut = 1u << 7,
+  kOptPut = 1u << 7,  // --put, and import's other options
   kOptDumpFormats = 1u << 8,  // --format ini and sql, with kOptFormat
 };
 
@@ -144,6 +144,8 @@ struct Options {
   bool yes = false;
   bool dryRun = false;
   bool put = false;
+  bool batchCheck = false;  // import: check each batch as it is written
+  std::string fromLine;     // import: the first line of the file to write
   std::string formatName;
   Format format = Format::Table;
   std::string id;

@@ -1,104 +1,111 @@
-// import: the rows of a CSV file added to a table. The whole file is read and
-// every row checked before the first record is written, so that a file with a
-// mistake in its last line leaves the table as it was.
+// import: the rows of a CSV file added to a table, at the speed of the disk.
+// The file is streamed twice: once to check every row (so that a mistake in
+// its last line leaves the table as it was), once to write the rows in
+// batches through the store's group write, each batch durable before its ids
+// are printed. Memory holds a batch, never the file. An interrupted or failed
+// import says how far it got and how to go on from there.
+#include <signal.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <sstream>
+#include <iostream>
+#include <memory>
 
 #include "Cli.h"
+#include "CsvReader.h"
 #include "util/Path.h"
 
 namespace taldb_cli {
 
 namespace {
 
-struct CsvRow {
-  size_t line;  // where the row begins, for messages
-  std::vector<std::string> cells;
+// Rows per group write: large enough that the two flushes of a batch cost
+// little per row, small enough that memory stays a few megabytes.
+constexpr size_t kBatchRows = 2000;
+
+volatile sig_atomic_t g_interrupted = 0;
+void OnInterrupt(int) { g_interrupted = 1; }
+
+// SIGINT and SIGTERM end the import after the batch being written, so that
+// what it reports written is what the disk holds.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    g_interrupted = 0;
+    struct sigaction action = {};
+    action.sa_handler = OnInterrupt;
+    sigaction(SIGINT, &action, &oldInt_);
+    sigaction(SIGTERM, &action, &oldTerm_);
+  }
+  ~InterruptGuard() {
+    sigaction(SIGINT, &oldInt_, nullptr);
+    sigaction(SIGTERM, &oldTerm_, nullptr);
+  }
+
+ private:
+  struct sigaction oldInt_, oldTerm_;
 };
 
-struct CsvReader {
-  const std::string& text;
-  const std::string& source;
-  size_t at = 0;
-  size_t line = 1;
+// "20,000"
+std::string thousands(size_t count) {
+  std::string digits = std::to_string(count);
+  for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) digits.insert(at, ",");
+  return digits;
+}
 
-  [[noreturn]] void refuse(size_t where, const std::string& problem) const {
-    throw UsageError(source + " line " + std::to_string(where) + ": " + problem);
-  }
-
-  // A cell in double quotes, which doubles a quote inside it, as csvCell
-  // writes one; at is just past the opening quote.
-  std::string quotedCell(size_t start) {
-    std::string cell;
-    for (; at < text.size(); ++at) {
-      if (text[at] == '"' && (at + 1 >= text.size() || text[at + 1] != '"')) {
-        ++at;
-        return cell;
-      }
-      if (text[at] == '"') ++at;
-      if (text[at] == '\n') ++line;
-      cell += text[at];
+// The input, read once to check and once to write. Standard input is kept in
+// a temporary file as it is checked, since it cannot be read twice.
+class Input {
+ public:
+  Input(Context& ctx, const std::string& file, bool twice) : ctx_(ctx), file_(file) {
+    if (file == "-") {
+      stream_ = &ctx.in();
+      if (twice) spool();
+      return;
     }
-    refuse(start, "a quoted cell is not closed");
+    open(file);
+  }
+  ~Input() {
+    if (!spooled_.empty()) unlink(spooled_.c_str());
+  }
+  std::istream& stream() { return *stream_; }
+  // Back to the beginning, for the second reading.
+  void rewind() { open(spooled_.empty() ? file_ : spooled_); }
+
+ private:
+  void open(const std::string& path) {
+    owned_.reset(new std::ifstream(path, std::ios::binary));
+    if (!*owned_) throw Failure("import: cannot read " + path + ": " + std::strerror(errno));
+    stream_ = owned_.get();
+  }
+  void spool() {
+    const char* dir = getenv("TMPDIR");
+    std::string pattern = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-import-XXXXXX";
+    int fd = mkstemp(&pattern[0]);
+    if (fd < 0) throw Failure("import: cannot keep standard input: " + std::string(std::strerror(errno)));
+    close(fd);
+    spooled_ = pattern;
+    std::ofstream copy(spooled_, std::ios::binary);
+    char buffer[1 << 16];
+    while (ctx_.in().read(buffer, sizeof buffer) || ctx_.in().gcount() > 0)
+      copy.write(buffer, ctx_.in().gcount());
+    if (!copy.flush()) throw Failure("import: cannot keep standard input in " + spooled_);
+    open(spooled_);
   }
 
-  std::string plainCell(size_t start) {
-    std::string cell;
-    for (; at < text.size() && text[at] != ',' && text[at] != '\n'; ++at) {
-      if (text[at] == '"') refuse(start, "a '\"' inside a cell that does not begin with one");
-      cell += text[at];
-    }
-    // A file with "\r\n" line ends.
-    if (at < text.size() && text[at] == '\n' && !cell.empty() && cell.back() == '\r')
-      cell.pop_back();
-    return cell;
-  }
-
-  // The cells up to the end of the line (a line feed outside quotes).
-  CsvRow row() {
-    CsvRow row{line, {}};
-    for (;;) {
-      bool quoted = at < text.size() && text[at] == '"';
-      if (quoted) ++at;
-      row.cells.push_back(quoted ? quotedCell(row.line) : plainCell(row.line));
-      if (quoted && text.compare(at, 2, "\r\n") == 0) ++at;
-      if (at >= text.size()) return row;
-      char next = text[at++];
-      if (next == '\n') {
-        ++line;
-        return row;
-      }
-      if (next != ',') refuse(row.line, "text after the closing quote of a cell");
-    }
-  }
+  Context& ctx_;
+  std::string file_;
+  std::string spooled_;
+  std::istream* stream_ = nullptr;
+  std::unique_ptr<std::ifstream> owned_;
 };
 
-// Every row; a line feed at the very end does not begin another.
-std::vector<CsvRow> parseCsv(const std::string& text, const std::string& source) {
-  CsvReader reader{text, source};
-  std::vector<CsvRow> rows;
-  while (reader.at < text.size()) rows.push_back(reader.row());
-  if (rows.empty()) throw UsageError(source + " is empty: its first line must name columns");
-  return rows;
-}
-
-std::string readInput(Context& ctx, const std::string& file) {
-  std::ostringstream text;
-  if (file == "-") {
-    text << ctx.in().rdbuf();
-    return text.str();
-  }
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw Failure("import: cannot read " + file + ": " + std::strerror(errno));
-  text << in.rdbuf();
-  return text.str();
-}
-
-// For each header cell, the table column it fills; -1 for the first column
-// when it is not kept (ids are allocated).
+// What the header says: for each cell, the table column it fills.
 std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::string>& columns,
                                bool put, const std::string& source) {
   std::vector<int> map;
@@ -106,66 +113,204 @@ std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::stri
     int found = -1;
     for (size_t i = 0; i < columns.size(); ++i)
       if (columns[i] == name) found = static_cast<int>(i);
-    std::string where = source + " line 1: column " + quoted(name);
+    std::string where = source + " line " + std::to_string(header.line) + ": column " + quoted(name);
     if (found < 0) throw UsageError(where + " is not a column of the table");
     for (size_t i = 0; i < map.size(); ++i)
       if (header.cells[i] == name) throw UsageError(where + " is named twice");
-    map.push_back(found == 0 && !put ? -1 : found);
+    // Ids are allocated unless --put keeps them: a column of ids would be
+    // dropped without a word.
+    if (found == 0 && !put)
+      throw UsageError(where + " holds the records' ids: add --put to keep them, or leave it out");
+    map.push_back(found);
   }
-  if (put && (map.empty() || std::find(map.begin(), map.end(), 0) == map.end()))
-    throw UsageError(source + " line 1: with --put the header must name the first column, " +
-                     quoted(columns[0]) + ", which holds the ids");
+  if (put && std::find(map.begin(), map.end(), 0) == map.end())
+    throw UsageError(source + " line " + std::to_string(header.line) +
+                     ": with --put the header must name the first column, " + quoted(columns[0]) +
+                     ", which holds the ids");
   return map;
 }
 
-// One row's values in schema order (the first being its id with --put),
-// each checked for what would split it.
-std::vector<std::string> rowValues(const CsvRow& row, const std::vector<int>& map, size_t width) {
-  if (row.cells.size() != map.size()) {
-    throw UsageError(plural(row.cells.size(), "cell", "cells") + " where the header has " +
-                     std::to_string(map.size()));
+class Importer {
+ public:
+  Importer(Context& ctx, TalDB::CTable& table, const std::string& file)
+      : ctx_(ctx), table_(table), source_(file == "-" ? "standard input" : file) {
+    for (const TalDB::CColumn* column : table.columns()) columns_.push_back(column->name());
+    put_ = ctx.options().put;
+    const std::string& from = ctx.options().fromLine;
+    fromLine_ = from.empty() ? 0 : static_cast<size_t>(parseInteger(from, "--from-line"));
+    progress_ = !ctx.options().quiet && ctx.err().rdbuf() == std::cerr.rdbuf() && isatty(STDERR_FILENO);
   }
-  std::vector<std::string> values(width);
-  for (size_t i = 0; i < map.size(); ++i) {
-    if (map[i] < 0) continue;
-    checkValue(row.cells[i]);
-    values[map[i]] = row.cells[i];
+
+  // Reads the header and checks every row to be written; returns how many.
+  size_t check(std::istream& in) {
+    CsvReader reader(in, source_);
+    size_t rows = 0;
+    readHeader(reader);
+    while (const CsvRow* row = reader.next()) {
+      if (row->line < fromLine_) continue;
+      textOf(*row);
+      ++rows;
+    }
+    return rows;
   }
-  if (std::find(map.begin(), map.end(), 0) != map.end())
-    values[0] = std::to_string(parseRecordId(values[0]));
-  return values;
-}
+
+  // Writes the rows in batches; total is what the check counted (0 unknown).
+  void write(std::istream& in, size_t total, bool checkedAll) {
+    CsvReader reader(in, source_);
+    readHeader(reader);
+    total_ = total;
+    filled_ = 0;
+    start_ = std::chrono::steady_clock::now();
+    InterruptGuard interrupts;
+    std::vector<std::string> texts, names;
+    std::vector<size_t> lines;
+    while (const CsvRow* row = reader.next()) {
+      if (row->line < fromLine_) continue;
+      try {
+        texts.push_back(textOf(*row));
+      } catch (const UsageError& error) {
+        // Met only without the check of the whole file first.
+        if (checkedAll) throw;
+        stop(error.what());
+      }
+      lines.push_back(row->line);
+      if (put_) names.push_back(texts.back().substr(0, texts.back().find(',')));
+      if (texts.size() == kBatchRows || (put_ && repeats(names))) writeBatch(texts, lines, names);
+      if (g_interrupted) stop("interrupted");
+    }
+    writeBatch(texts, lines, names);
+    if (progress_) ctx_.err() << "\r\033[K";
+    ctx_.note() << "imported " << plural(written_, "record", "records") << " into " << table_.name()
+                << " from " << source_ << (put_ ? " (" + std::to_string(added_) + " added, " +
+                                                      std::to_string(replaced_) + " replaced)"
+                                                : "")
+                << (filled_ ? "; " + plural(filled_, "row", "rows") + " left trailing cells out, filled empty" : "")
+                << "\n";
+  }
+
+ private:
+  void readHeader(CsvReader& reader) {
+    const CsvRow* header = reader.next();
+    if (header == nullptr) throw UsageError(source_ + " is empty: its first line must name columns");
+    map_ = headerColumns(*header, columns_, put_, source_);
+  }
+
+  // The record text of a row, in schema order (its id first with --put),
+  // every value checked as add and put check it.
+  std::string textOf(const CsvRow& row) {
+    try {
+      if (row.cells.size() > map_.size()) {
+        throw UsageError(plural(row.cells.size(), "cell", "cells") + " where the header has " +
+                         std::to_string(map_.size()));
+      }
+      // A row may leave trailing cells out, as spreadsheets write them: they
+      // are empty.
+      filled_ += row.cells.size() < map_.size();
+      std::vector<std::string> values(columns_.size());
+      for (size_t i = 0; i < row.cells.size(); ++i) {
+        checkValue(row.cells[i]);
+        values[map_[i]] = row.cells[i];
+      }
+      if (put_) values[0] = std::to_string(parseRecordId(values[0]));
+      std::string text = recordText({values.begin() + (put_ ? 0 : 1), values.end()});
+      checkRecordValues(table_, text, put_);
+      return text;
+    } catch (const UsageError& error) {
+      throw UsageError(source_ + " line " + std::to_string(row.line) + ": " + error.what());
+    }
+  }
+
+  // Whether the last id of the batch is in it already: the batch is written
+  // first, so that the later row replaces the earlier one on disk too.
+  static bool repeats(std::vector<std::string>& names) {
+    return std::find(names.begin(), names.end() - 1, names.back()) != names.end() - 1;
+  }
+
+  void writeBatch(std::vector<std::string>& texts, std::vector<size_t>& lines,
+                  std::vector<std::string>& names) {
+    // A repeated id waits for the next batch.
+    std::string carriedText, carriedName;
+    size_t carriedLine = 0;
+    bool carry = put_ && !names.empty() && repeats(names);
+    if (carry) {
+      carriedText = texts.back(), carriedName = names.back(), carriedLine = lines.back();
+      texts.pop_back(), names.pop_back(), lines.pop_back();
+    }
+    if (!texts.empty()) {
+      for (const std::string& name : names)
+        ++(pathExists(joinPath(table_.path(), name)) ? replaced_ : added_);
+      std::vector<const char*> pointers;
+      for (const std::string& text : texts) pointers.push_back(text.c_str());
+      std::vector<int> ids(texts.size());
+      int done = 0;
+      int status = table_.addRecords(pointers.data(), static_cast<int>(pointers.size()), ids.data(),
+                                     !put_, &done);
+      for (int i = 0; i < done; ++i) ctx_.out() << ids[i] << "\n";
+      // Each batch's ids are out as soon as the batch is on disk.
+      ctx_.out().flush();
+      written_ += done;
+      if (done > 0) lastLine_ = lines[done - 1];
+      if (status != 0) {
+        stop("failed (status " + std::to_string(status) + "): " + ctx_.log().explain(status));
+      }
+      showProgress();
+    }
+    texts.clear(), lines.clear(), names.clear();
+    if (carry) texts.push_back(carriedText), names.push_back(carriedName), lines.push_back(carriedLine);
+  }
+
+  void showProgress() {
+    if (!progress_) return;
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    double rate = seconds > 0 ? written_ / seconds : 0;
+    ctx_.err() << "\r\033[K" << thousands(written_);
+    if (total_ > 0) ctx_.err() << " of " << thousands(total_);
+    ctx_.err() << " rows, " << thousands(static_cast<size_t>(rate)) << " rows/s";
+    if (total_ > written_ && rate > 0)
+      ctx_.err() << ", " << static_cast<long>((total_ - written_) / rate + 0.5) << " s left";
+    ctx_.err().flush();
+  }
+
+  // Ends the import with how far it got and how to go on.
+  [[noreturn]] void stop(const std::string& why) {
+    if (progress_) ctx_.err() << "\r\033[K";
+    std::string message = "import " + std::string(table_.name()) + " (" + source_ + "): " +
+                          thousands(written_) + (total_ > 0 ? " of " + thousands(total_) : "") +
+                          " rows written";
+    if (written_ == 0) throw Failure(message + ": " + why);
+    throw Failure(message + ", the last from line " + thousands(lastLine_) +
+                  "; rows after it not written: " + why + "; add --from-line " +
+                  std::to_string(lastLine_ + 1) + " to go on from there");
+  }
+
+  Context& ctx_;
+  TalDB::CTable& table_;
+  std::string source_;
+  std::vector<std::string> columns_;
+  std::vector<int> map_;
+  bool put_ = false;
+  bool progress_ = false;
+  size_t fromLine_ = 0;
+  size_t total_ = 0, written_ = 0, lastLine_ = 0, filled_ = 0, added_ = 0, replaced_ = 0;
+  std::chrono::steady_clock::time_point start_;
+};
 
 }  // namespace
 
 int cmdImport(Context& ctx) {
-  std::string file = ctx.arg(1), source = file == "-" ? "standard input" : file;
-  bool put = ctx.options().put;
   TalDB::CTable& table = tableToWrite(ctx);
-  std::vector<std::string> columns;
-  for (const TalDB::CColumn* column : table.columns()) columns.push_back(column->name());
-  std::vector<CsvRow> rows = parseCsv(readInput(ctx, file), source);
-  std::vector<int> map = headerColumns(rows[0], columns, put, source);
-  std::vector<std::vector<std::string>> records;
-  for (size_t i = 1; i < rows.size(); ++i) {
-    try {
-      records.push_back(rowValues(rows[i], map, columns.size()));
-      // The checks add and put make: each value by its column, the count.
-      checkRecordValues(
-          table, recordText({records.back().begin() + (put ? 0 : 1), records.back().end()}), put);
-    } catch (const UsageError& error) {
-      throw UsageError(source + " line " + std::to_string(rows[i].line) + ": " + error.what());
-    }
+  // --batch-check checks each batch just before writing it, in one reading:
+  // a mistake then ends the import where it stands, with the rows before it
+  // written, as an interruption does.
+  bool checkFirst = !ctx.options().batchCheck;
+  Input input(ctx, ctx.arg(1), checkFirst);
+  Importer importer(ctx, table, ctx.arg(1));
+  size_t total = 0;
+  if (checkFirst) {
+    total = importer.check(input.stream());
+    input.rewind();
   }
-  for (const std::vector<std::string>& values : records) {
-    int id = 0;
-    std::string text = recordText({values.begin() + (put ? 0 : 1), values.end()});
-    ctx.require(table.addRecord(text.c_str(), put ? nullptr : &id, 0),
-                "import " + std::string(table.name()) + " (" + source + ")");
-    ctx.out() << (put ? values[0] : std::to_string(id)) << "\n";
-  }
-  ctx.note() << "imported " << plural(records.size(), "record", "records") << " into "
-             << table.name() << " from " << source << "\n";
+  importer.write(input.stream(), total, checkFirst);
   return kExitOk;
 }
 

@@ -100,13 +100,22 @@ const Command kCommands[] = {
      "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
      "stop, before the host starts writing again.\n",
      0, 1, kOptRoot | kOptDryRun, cmdRepair},
-    {"import", "TABLE FILE|- [--put]", "add the rows of a CSV file (or standard input)",
+    {"import", "TABLE FILE|- [--put] [--from-line N] [--batch-check]",
+     "add the rows of a CSV file (or standard input)",
      "The first line names columns of the table, in any order; the columns it leaves out\n"
-     "stay empty. Each row is added under the next free id (a first column in the header\n"
-     "is then passed over) and the ids are printed. With --put the header must name the\n"
-     "first column, whose values (0 to 2147483647) become the records' ids, replacing\n"
-     "records of the same id. Cells may be quoted as CSV output quotes them. Every row is\n"
-     "checked before the first is written; a problem names its line and writes nothing.\n",
+     "stay empty, and so do trailing cells a row leaves out. Each row is added under the\n"
+     "next free id and the ids are printed; the header may name the first column only with\n"
+     "--put, which keeps its values (0 to 2147483647) as the records' ids, replacing records\n"
+     "of the same id, so that running the same --put import again is safe. Cells may be\n"
+     "quoted as CSV output quotes them; a UTF-8 byte-order mark, \"\\r\\n\" line ends and blank\n"
+     "lines are taken as spreadsheets write them.\n"
+     "Every row is checked before the first is written; a problem names its line and\n"
+     "writes nothing. --batch-check reads the file once and checks each batch as it goes:\n"
+     "a problem then ends the import with the rows before its batch written.\n"
+     "Rows are written in batches of 2,000, each on disk before its ids are printed; on a\n"
+     "terminal a progress line shows on standard error (not with -q). An import that fails\n"
+     "or is interrupted says how many rows were written and the line of the last;\n"
+     "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
      2, 2, kOptRoot | kOptPut, cmdImport},
     {"dump", "[TABLE]", "every record of one table or of all tables",
      "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
@@ -188,6 +197,8 @@ const OptionSpec kOptionSpecs[] = {
     {nullptr, "--yes", nullptr, &Options::yes, kOptYes},
     {nullptr, "--dry-run", nullptr, &Options::dryRun, kOptDryRun},
     {nullptr, "--put", nullptr, &Options::put, kOptPut},
+    {nullptr, "--from-line", &Options::fromLine, nullptr, kOptPut},
+    {nullptr, "--batch-check", nullptr, &Options::batchCheck, kOptPut},
 };
 
 // Takes the option argv[index], with its value from "--name VALUE" (index

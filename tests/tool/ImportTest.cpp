@@ -1,0 +1,38 @@
+// import of a long file: written in batches, each on disk before its ids are
+// printed; one that fails part way says how far it got, and --from-line goes
+// on from there without writing a row twice.
+#include <errno.h>
+
+#include "ToolFixture.h"
+
+namespace {
+
+TEST_F(ToolTest, ImportInBatchesSaysHowFarItGotAndGoesOnFromThere) {
+  createDatabase();
+  std::string rows = "name,port\n";
+  for (int i = 1; i <= 2500; ++i) rows += "n" + std::to_string(i) + "," + std::to_string(i) + "\n";
+  writeFile("rows.csv", rows);
+  // The 2,100th record's rename fails: the first batch of 2,000 and 99 of
+  // the second are on disk.
+  fault::failCall(fault::kRename, EIO, 2100, "hosts/");
+  Result failed = expectRows({{{"-q", "import", "hosts", at("rows.csv")}, 1,
+                               ": 2,099 of 2,500 rows written, the last from line 2,100; rows "
+                               "after it not written: failed (status 20): addRecords: failed to "
+                               "rename record file"}});
+  EXPECT_NE(failed.err.find("; add --from-line 2101 to go on from there\n"), std::string::npos);
+  EXPECT_EQ(failed.out.substr(failed.out.size() - 5), "2101\n");  // ids 3 to 2101
+  EXPECT_EQ(list(data("hosts")).size(), 2101u);
+  Result rest = expectRows(
+      {{{"import", "hosts", at("rows.csv"), "--from-line", "2101"}, 0, "imported 401 records"}});
+  EXPECT_EQ(rest.out.substr(0, 5), "2102\n");
+  EXPECT_EQ(list(data("hosts")).size(), 2502u);
+  EXPECT_EQ(readFile(data("hosts/2502")), "n2500|2500|");
+  // Checked batch by batch, a bad row ends the import with the batches
+  // before it written.
+  writeFile("bad.csv", rows + "x|y,1\n");
+  expectRows({{{"-q", "import", "hosts", at("bad.csv"), "--batch-check"}, 1,
+               "line 2502: invalid value 'x|y'"}});
+  EXPECT_EQ(list(data("hosts")).size(), 4502u);
+}
+
+}  // namespace
