@@ -453,17 +453,21 @@ TEST_F(ToolTest, TypedColumnsTakeOnlyTheirNumbers) {
 TEST_F(ToolTest, ExportsHoldOnlyWhatTheirReadersTake) {
   createDatabase();
   writeFile(data("notes/1"), "bad\xFF \x01|");
-  expectRows({{{"get", "notes", "1", "--format", "json"}, 0, "\"text\": \"bad\xEF\xBF\xBD \\u0001\"}"},
-              {{"get", "hosts", "1", "name", "--format=json"}, 0, "\"h1\"\n"},
-              {{"get", "hosts", "1", "port", "--format=json"}, 0, "8080\n"}});
+  expectRows(
+      {{{"get", "notes", "1", "--format", "json"}, 0, "\"text\": \"bad\xEF\xBF\xBD \\u0001\"}"},
+       {{"get", "hosts", "1", "name", "--format=json"}, 0, "\"h1\"\n"},
+       {{"get", "hosts", "1", "port", "--format=json"}, 0, "8080\n"}});
   expectRows({{{"dump", "hosts", "--format", "sql"},
                0,
                "BEGIN;\nCREATE TABLE \"hosts\" (\"id\" integer, \"name\" text, \"port\" integer, "
                "PRIMARY KEY (\"id\"));\nINSERT INTO \"hosts\" VALUES (1, 'h1', 8080);\n"}});
   for (const Names& c : std::vector<Names>{
-           {"hosts/1", "h1|08|", "table hosts, record '1', column port: the value '08' (int) is not written"},
-           {"hosts/x", "h1|8|", "table hosts, record 'x', column id: the value 'x' (int) is not a whole"},
-           {"notes/1", "bad\xFF|", "table notes, record '1', column text: the value 'bad\xFF' (varchar) is not UTF-8"}}) {
+           {"hosts/1", "h1|08|",
+            "table hosts, record '1', column port: the value '08' (int) is not written"},
+           {"hosts/x", "h1|8|",
+            "table hosts, record 'x', column id: the value 'x' (int) is not a whole"},
+           {"notes/1", "bad\xFF|",
+            "table notes, record '1', column text: the value 'bad\xFF' (varchar) is not UTF-8"}}) {
     std::string was = readFile(data(c[0]));
     writeFile(data(c[0]), c[1]);
     EXPECT_EQ(expectRows({{{"dump", "--format", "sql"}, 1, "dump: " + c[2]}}).out, "") << c[2];
@@ -472,11 +476,12 @@ TEST_F(ToolTest, ExportsHoldOnlyWhatTheirReadersTake) {
   unlink(at(data("hosts/x")).c_str());
   unlink(at(data("notes/1")).c_str());
   // Names that would not come back the same from both databases.
-  expectRows({{{"add-table", "HOSTS", "id(int)"}, 0, "added"},
-              {{"dump", "--format", "sql"}, 1, "the table name 'hosts' is the name of another table"},
-              {{"drop-table", "HOSTS"}, 0, "dropped"},
-              {{"add-table", "pg_x", "id(int)"}, 0, "added"},
-              {{"dump", "--format", "sql"}, 1, "'pg_x' begins with 'pg_' or 'sqlite_'"}});
+  expectRows(
+      {{{"add-table", "HOSTS", "id(int)"}, 0, "added"},
+       {{"dump", "--format", "sql"}, 1, "the table name 'hosts' is the name of another table"},
+       {{"drop-table", "HOSTS"}, 0, "dropped"},
+       {{"add-table", "pg_x", "id(int)"}, 0, "added"},
+       {{"dump", "--format", "sql"}, 1, "'pg_x' begins with 'pg_' or 'sqlite_'"}});
 }
 
 TEST_F(ToolTest, IniDumpCreatesTheSameDatabaseFileForFile) {

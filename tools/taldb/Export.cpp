@@ -1,7 +1,9 @@
 // dump's two formats for other readers than a person: a description file that
-// create reads back into the same database (a backup), and SQL statements for
-// the sqlite3 shell. Both are built whole before anything is printed, so that
-// a refused dump writes nothing.
+// create reads back into the same database (a backup), and SQL statements that
+// load into PostgreSQL and SQLite. Both are built whole before anything is
+// printed, so that a refused dump writes nothing.
+
+#include <cctype>
 
 #include "Cli.h"
 #include "taldb/CUtils.h"
@@ -25,10 +27,6 @@ bool readsBackWhole(const std::string& text) {
   return copy.c_str() == text && text.find('\n') == std::string::npos;
 }
 
-// Seeding takes a record's name from its first value as a number, and writes
-// the file under that number's own text: only such a name comes back as it was.
-bool isPlainId(const std::string& name) { return isWholeNumber(name, Kind::Int) && name[0] != '-'; }
-
 // A value inside a seed record: seeding splits at ",", trims each value and
 // replaces the {{$tal...}} placeholders.
 std::string seedValueProblem(const std::string& value) {
@@ -42,7 +40,10 @@ std::string seedValueProblem(const std::string& value) {
 std::string seedRecord(const CTable& table, const Rows& rows, size_t index) {
   const std::vector<std::string>& row = rows.rows[index];
   std::string where = "dump: table " + std::string(table.name()) + ", record " + quoted(row[0]);
-  if (!isPlainId(row[0])) throw Failure(where + ": its name is not an id from 0 to 2147483647");
+  // Seeding takes a record's name from its first value as a number, and
+  // writes the file under that number's own text: only such a name comes
+  // back as it was.
+  if (!isRecordId(row[0])) throw Failure(where + ": its name is not an id from 0 to 2147483647");
   std::string text;
   for (size_t i = 0; i < row.size(); ++i) {
     std::string problem = seedValueProblem(row[i]);
@@ -98,7 +99,37 @@ std::string iniFile(Context& ctx, const std::vector<CTable*>& tables) {
   return text;
 }
 
-// ---- SQL for the sqlite3 shell.
+// ---- SQL that PostgreSQL (psql) and SQLite (sqlite3) both load unchanged:
+// only what the two read alike. Identifiers in double quotes and text in
+// single quotes, each doubling its quote character; backslashes are plain
+// characters in both (PostgreSQL's standard_conforming_strings, on since 9.1).
+// Numbers are written bare, so a value that does not fit its column's type is
+// refused rather than written as a statement one of them would reject.
+
+// PostgreSQL keeps the first 63 bytes of a name.
+constexpr size_t kSqlNameLimit = 63;
+
+// Why a table or column name would not come back the same from both, or "".
+std::string sqlNameProblem(const std::string& name) {
+  if (!isUtf8(name)) return "is not UTF-8 text";
+  if (name.size() > kSqlNameLimit) return "is longer than the 63 bytes PostgreSQL keeps of a name";
+  std::string lower;
+  for (char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  // Each keeps names of these beginnings for its own tables.
+  if (lower.compare(0, 3, "pg_") == 0 || lower.compare(0, 7, "sqlite_") == 0)
+    return "begins with 'pg_' or 'sqlite_', which the databases keep for themselves";
+  return "";
+}
+
+// SQLite compares names without regard to ASCII case.
+bool sameSqlName(const std::string& a, const std::string& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  return true;
+}
 
 std::string sqlName(const std::string& name) {
   std::string text = "\"";
@@ -106,34 +137,62 @@ std::string sqlName(const std::string& name) {
   return text + "\"";
 }
 
-std::string sqlValue(const std::string& value, Kind kind) {
-  if (isWholeNumber(value, kind)) return value;
+std::string sqlValue(const std::string& where, const std::string& column, const std::string& value,
+                     Kind kind) {
+  std::string problem = typeProblem(value, kind);
+  // PostgreSQL takes only valid text of the database's encoding.
+  if (kind == Kind::Text && !isUtf8(value)) problem = "is not UTF-8 text";
+  if (!problem.empty()) {
+    throw Failure(where + ", column " + column + ": the value " + quoted(value) + " (" +
+                  kindWord(kind) + ") " + problem + "; SQL cannot hold it as it is");
+  }
+  if (kind != Kind::Text) return value;
   std::string text = "'";
   for (char c : value) text += c == '\'' ? std::string("''") : std::string(1, c);
   return text + "'";
 }
 
-// The first column is the key; as a table constraint, not a column's own
-// INTEGER PRIMARY KEY, since that would refuse a record name that is not a
-// number.
+// The first column is the key; as a table constraint, so that a first column
+// of text is a key too.
 std::string sqlTable(Context& ctx, CTable& table) {
   Rows rows = recordRows(ctx, table, nullptr);
+  std::string where = "dump: table " + std::string(table.name());
   std::string text = "CREATE TABLE " + sqlName(table.name()) + " (";
-  for (size_t i = 0; i < rows.header.size(); ++i)
-    text += sqlName(rows.header[i]) + (rows.kinds[i] == Kind::Text ? " TEXT, " : " INTEGER, ");
+  for (size_t i = 0; i < rows.header.size(); ++i) {
+    const std::string& name = rows.header[i];
+    std::string problem = sqlNameProblem(name);
+    for (size_t j = 0; j < i && problem.empty(); ++j)
+      if (sameSqlName(rows.header[j], name)) problem = "is the name of another column, to SQLite";
+    if (!problem.empty())
+      throw Failure(where + ": the column name " + quoted(name) + " " + problem);
+    const char* type = rows.kinds[i] == Kind::Int      ? " integer, "
+                       : rows.kinds[i] == Kind::BigInt ? " bigint, "
+                                                       : " text, ";
+    text += sqlName(name) + type;
+  }
   text += "PRIMARY KEY (" + sqlName(rows.header.at(0)) + "));\n";
   for (const std::vector<std::string>& row : rows.rows) {
     text += "INSERT INTO " + sqlName(table.name()) + " VALUES (";
-    for (size_t i = 0; i < row.size(); ++i)
-      text += (i ? ", " : "") + sqlValue(row[i], rows.kinds[i]);
+    for (size_t i = 0; i < row.size(); ++i) {
+      text += (i ? ", " : "") +
+              sqlValue(where + ", record " + quoted(row[0]), rows.header[i], row[i], rows.kinds[i]);
+    }
     text += ");\n";
   }
   return text;
 }
 
+// One transaction: a load that fails part of the way leaves nothing behind.
 std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables) {
-  std::string text = "BEGIN TRANSACTION;\n";
-  for (CTable* table : tables) text += sqlTable(ctx, *table);
+  std::string text = "BEGIN;\n";
+  for (size_t i = 0; i < tables.size(); ++i) {
+    std::string name = tables[i]->name();
+    std::string problem = sqlNameProblem(name);
+    for (size_t j = 0; j < i && problem.empty(); ++j)
+      if (sameSqlName(tables[j]->name(), name)) problem = "is the name of another table, to SQLite";
+    if (!problem.empty()) throw Failure("dump: the table name " + quoted(name) + " " + problem);
+    text += sqlTable(ctx, *tables[i]);
+  }
   return text + "COMMIT;\n";
 }
 
