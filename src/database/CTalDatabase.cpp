@@ -9,6 +9,7 @@
 #include <new>
 
 #include "database/SectionList.h"
+#include "database/SeedRecords.h"
 #include "gux.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
@@ -31,12 +32,6 @@ constexpr mode_t kTableDirMode = 0775;
 constexpr mode_t kTreeMode = 0700;
 // Mode of schema files; the process's file-creation mask applies.
 constexpr mode_t kSchemaMode = 0666;
-
-// The placeholders of seed records, in the order they are replaced.
-struct Placeholder {
-  const char* text;
-  const char* replacement;
-};
 
 // Flushes root + "/" + sub, where a name was just made or removed.
 void FlushUnder(const char* root, const char* sub) {
@@ -337,21 +332,13 @@ int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {
   CTable seeded(m_dbPath, table);
   int rc = seeded.Open();
   if (rc != 0) return Fail(rc, "Can't get table");
-  char idText[128];
-  snprintf(idText, sizeof(idText), "%i", m_id);
-  const Placeholder placeholders[] = {
-      {"{{$talid}}", idText}, {"{{$talhost}}", m_host}, {"{{$talversion}}", "1.0"}};
-
-  for (int n = 1;; ++n) {
-    char key[128];
-    snprintf(key, sizeof(key), "rec_%i", n);
-    char record[4095];
-    if (InifileGetValueA(table, key, record, sizeof(record), nullptr, inifile) < 1) return 0;
-    for (const Placeholder& placeholder : placeholders) {
-      if (StringFindAndReplaceA(record, sizeof(record), placeholder.text,
-                                placeholder.replacement) == 0)
-        return Fail(19, "Unable to replace %s", placeholder.text);
-    }
+  SeedRecords records(table, inifile, m_id, m_host);
+  char record[SeedRecords::kRecordSize];
+  const char* placeholder = nullptr;
+  for (;;) {
+    SeedRecords::Result next = records.next(record, &placeholder);
+    if (next == SeedRecords::kEnd) return 0;
+    if (next == SeedRecords::kCannotReplace) return Fail(19, "Unable to replace %s", placeholder);
     rc = seeded.addRecord(record, nullptr, 0);
     if (rc != 0) return rc;
   }

@@ -9,6 +9,7 @@
 
 #include "column/TypeWords.h"
 #include "database/SectionList.h"
+#include "database/SeedRecords.h"
 #include "table/RecordFormat.h"
 #include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
@@ -396,6 +397,29 @@ int cmdDelete(Context& ctx) {
   return kExitOk;
 }
 
+namespace {
+
+// The seed records of a table's section, as the store's seeding reads them,
+// each passed to use; a placeholder that cannot be replaced is a Failure.
+template <class Use>
+void forEachSeedRecord(Context& ctx, const CTable& table, const std::string& file, Use use) {
+  TalDB::SeedRecords records(table.name(), file.c_str(), ctx.db().id(), ctx.db().host());
+  char record[TalDB::SeedRecords::kRecordSize];
+  const char* placeholder = nullptr;
+  for (int n = 1;; ++n) {
+    TalDB::SeedRecords::Result next = records.next(record, &placeholder);
+    if (next == TalDB::SeedRecords::kEnd) return;
+    if (next == TalDB::SeedRecords::kCannotReplace) {
+      throw Failure(action(ctx) + ": rec_" + std::to_string(n) + ": " + placeholder +
+                    " cannot be replaced: the record would pass " +
+                    std::to_string(TalDB::SeedRecords::kRecordSize - 1) + " bytes");
+    }
+    use(n, std::string(record));
+  }
+}
+
+}  // namespace
+
 int cmdSeed(Context& ctx) {
   CTable& table = tableToWrite(ctx);
   std::string file = ctx.arg(1);
@@ -403,8 +427,31 @@ int cmdSeed(Context& ctx) {
   // nothing; a person who named a file wants to hear that it is not there.
   if (access(file.c_str(), R_OK) != 0)
     throw Failure(action(ctx) + ": cannot read " + file + ": " + std::strerror(errno));
+  // Every record is checked before the first is written, then they are
+  // written in batches through the group write, each replacing a record of
+  // its id as seeding does.
+  forEachSeedRecord(ctx, table, file, [&](int n, const std::string& record) {
+    try {
+      checkRecordValues(table, record, true);
+    } catch (const UsageError& error) {
+      throw UsageError(file + ": rec_" + std::to_string(n) + ": " + error.what());
+    }
+  });
   int before = countRecords(ctx, table);
-  ctx.require(ctx.db().insertRecordsFromIni(table.name(), file.c_str()), action(ctx));
+  std::vector<std::string> batch;
+  auto write = [&] {
+    std::vector<const char*> texts;
+    for (const std::string& text : batch) texts.push_back(text.c_str());
+    ctx.require(table.addRecords(texts.data(), static_cast<int>(texts.size()), nullptr, false,
+                                 nullptr),
+                action(ctx));
+    batch.clear();
+  };
+  forEachSeedRecord(ctx, table, file, [&](int, const std::string& record) {
+    batch.push_back(record);
+    if (batch.size() == 2000) write();
+  });
+  if (!batch.empty()) write();
   ctx.note() << "seeded " << table.name() << " from " << file << ": "
              << plural(countRecords(ctx, table), "record", "records") << " (" << before
              << " before)\n";
