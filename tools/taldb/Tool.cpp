@@ -50,8 +50,9 @@ const Command kCommands[] = {
      "names, .tmp leftovers, unreadable or short files) are named on standard error.\n",
      1, 2, kOptRoot | kOptFormat, cmdList},
     {"get", "TABLE ID [COLUMN]", "one record, or one of its values",
-     "With COLUMN only the value is printed, as it is stored.\n", 2, 3, kOptRoot | kOptFormat,
-     cmdGet},
+     "With COLUMN only the value is printed, as it is stored; with --format json as a\n"
+     "JSON value.\n",
+     2, 3, kOptRoot | kOptFormat, cmdGet},
     {"count", "TABLE", "the number of records of a table",
      "Counted as 'list' shows them; the entries it skips are named on standard error.\n", 1, 1,
      kOptRoot, cmdCount},
@@ -59,16 +60,21 @@ const Command kCommands[] = {
      "VALUES are the columns after the first, in schema order: one comma-separated\n"
      "argument ('web01,8080') or one argument each (web01 8080). A value must not contain\n"
      "'|', ',' or a line feed, nor be longer than 2047 bytes; the number of values must\n"
-     "match the schema. Put '--' before values that begin with '-'.\n",
+     "match the schema. A value of an int or bigint column is a whole number as it prints:\n"
+     "an optional '-' and digits, no '+', no leading zero, no '-0', within the type's\n"
+     "range (32 or 64 bits), never empty; anything else is refused with exit status 2.\n"
+     "Put '--' before values that begin with '-'. When the next id would pass 2147483647\n"
+     "add fails and writes nothing; 'put' writes under a free id.\n",
      2, kMany, kOptRoot, cmdAdd},
     {"put", "TABLE ID,VALUES", "write a record under a given id, replacing any record of that id",
      "ID is a whole number from 0 to 2147483647, followed by the values of the other\n"
-     "columns, given as for 'add'.\n",
+     "columns, given and checked as for 'add'.\n",
      2, kMany, kOptRoot, cmdPut},
     {"update", "TABLE ID COLUMN=VALUE[,...]", "change columns of a record",
      "The first column is the record's name and cannot be updated; every column must be\n"
-     "one of the table's. Prints the columns whose stored value changed. A record holding\n"
-     "a value longer than 2047 bytes is not updated: it would be written back cut.\n",
+     "one of the table's, and a value of an int or bigint column a whole number as for\n"
+     "'add'. Prints the columns whose stored value changed. A record holding a value\n"
+     "longer than 2047 bytes is not updated: it would be written back cut.\n",
      3, kMany, kOptRoot, cmdUpdate},
     {"delete", "TABLE ID", "delete a record",
      "Exit status 1 when the record file is still there afterwards.\n", 2, 2, kOptRoot, cmdDelete},
@@ -76,8 +82,9 @@ const Command kCommands[] = {
      "Each seed record begins with its id; a record of the same id is replaced.\n", 2, 2, kOptRoot,
      cmdSeed},
     {"add-table", "TABLE COLUMN-SPEC", "add a table, e.g. 'id(int), name(varchar)'",
-     "The types are int and varchar (bigint columns come from description files).\n", 2, kMany,
-     kOptRoot, cmdAddTable},
+     "Each column is NAME(TYPE), the name without blanks and given once, the type int\n"
+     "(32-bit), bigint (64-bit) or varchar (text). The first column holds the ids.\n",
+     2, kMany, kOptRoot, cmdAddTable},
     {"drop-table", "TABLE", "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
      kOptRoot, cmdDropTable},
     {"clear", "TABLE", "delete every record of a table",
@@ -88,9 +95,11 @@ const Command kCommands[] = {
      "Recovery stops at a table without a directory and names it.\n", 0, 0, kOptRoot, cmdRecover},
     {"check", "", "report problems on disk without changing anything",
      "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
-     "read, have too few fields or hold a value longer than 2047 bytes, schema files that\n"
-     "do not load whole, and table directories and schema files without each other, and\n"
-     "says of each whether 'taldb repair' fixes it. Exit status 1 when it finds any.\n",
+     "read, have too few fields or hold a value longer than 2047 bytes, record names that\n"
+     "are not ids (negative ones among them), values that do not fit their column's type\n"
+     "(as 'add' checks it), schema files that do not load whole, and table directories\n"
+     "and schema files without each other, and says of each whether 'taldb repair' fixes\n"
+     "it. Exit status 1 when it finds any.\n",
      0, 0, kOptRoot, cmdCheck},
     {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
      "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
@@ -121,8 +130,12 @@ const Command kCommands[] = {
      "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
      "the tables are the keys of one object. --format ini writes a description file that\n"
      "'taldb create' reads back into the same database (a backup); it refuses values that\n"
-     "would not read back the same. --format sql writes CREATE TABLE and INSERT statements\n"
-     "for the sqlite3 shell.\n",
+     "would not read back the same. --format sql writes one transaction of CREATE TABLE\n"
+     "and INSERT statements that psql and sqlite3 load unchanged (integer, bigint and text\n"
+     "columns); a value that does not fit its column's type, text that is not UTF-8, or a\n"
+     "name the two would not take back the same fails the dump and writes nothing.\n"
+     "In JSON, values of int and bigint columns that fit their type are numbers, all other\n"
+     "values strings, bytes that are not UTF-8 each U+FFFD.\n",
      0, 1, kOptRoot | kOptFormat | kOptDumpFormats, cmdExport},
     {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
      "Creates a database from the example description file in a new temporary directory\n"
