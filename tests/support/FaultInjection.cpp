@@ -25,7 +25,7 @@ struct Armed {
 };
 
 const char* const kVerbs[kCallCount] = {"open",  "write", "fsync", "rename",   "unlink",
-                                        "mkdir", "rmdir", "close", "fdatasync"};
+                                        "mkdir", "rmdir", "close", "fdatasync", "syncfs"};
 
 // False while nothing is armed or recorded, so that the wrappers then take no
 // lock: a lock in every write would order threads that the store itself must
@@ -213,6 +213,7 @@ OPEN_CALL(open64)
   }
 CALL(kFsync, fsync, (int fd), nullptr, nullptr, fd, fd)
 CALL(kFdatasync, fdatasync, (int fd), nullptr, nullptr, fd, fd)
+CALL(kSyncfs, syncfs, (int fd), nullptr, nullptr, fd, fd)
 CALL(kClose, close, (int fd), nullptr, nullptr, fd, fd)
 CALL(kRename, rename, (const char* from, const char* to), from, to, -1, from, to)
 CALL(kUnlink, unlink, (const char* path), path, nullptr, -1, path)

@@ -1,6 +1,6 @@
 // Fault injection for the file-system calls of the store and the utility
-// library. The test program defines open, write, fsync, fdatasync, rename,
-// unlink, mkdir, rmdir and close itself; the shared libraries bind to those
+// library. The test program defines open, write, fsync, fdatasync, syncfs,
+// rename, unlink, mkdir, rmdir and close itself; the shared libraries bind to those
 // definitions, which pass through to the C library unless a test has armed a
 // failure.
 #ifndef TALDB_TESTS_FAULTINJECTION_H
@@ -23,6 +23,7 @@ enum Call {
   kRmdir,
   kClose,
   kFdatasync,
+  kSyncfs,  // flushes every file of a file system: the group write's one flush
   kCallCount
 };
 

@@ -80,8 +80,10 @@ TEST_F(GroupWriteTest, ABatchWithAWrongRecordWritesNothing) {
   EXPECT_EQ(table->addRecords(nullptr, 1, nullptr, true, nullptr), 20);
 }
 
-// A failed step leaves in place only the records reported written: no
-// temporary file that repair could later finish into a record reported lost.
+// A failed step leaves in place only the records reported written, or, when
+// the directory flush fails, reports none written though they may be there:
+// never a temporary file that repair could later finish into a record
+// reported lost.
 TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
   struct Case {
     const char* what;
@@ -92,12 +94,15 @@ TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
   } cases[] = {
       {"the second temporary file cannot be made", fault::kOpen, 2, 0, {}},
       {"the second temporary file cannot be written", fault::kWrite, 2, 0, {}},
+      {"the file system cannot be flushed", fault::kSyncfs, 1, 0, {}},
       {"the third rename fails", fault::kRename, 3, 2, {"1:a|1|", "2:b|2|"}},
+      {"the directory cannot be flushed", fault::kFdatasync, 1, 0,
+       {"1:a|1|", "2:b|2|", "3:c|3|", "4:d|4|"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     for (const std::string& name : files()) unlink(recordPath(name).c_str());
-    fault::failCall(c.call, EIO, c.nth, "hosts/");
+    fault::failCall(c.call, EIO, c.nth, "hosts");
     int written = -1;
     EXPECT_EQ(add({{"a,1", "b,2", "c,3", "d,4"}}, true, nullptr, &written), 20);
     EXPECT_EQ(written, c.written);

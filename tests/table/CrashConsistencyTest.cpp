@@ -73,6 +73,8 @@ Disk Replay(const std::string& base, const Files& start, const std::vector<fault
         d.flushed[f] = d.data[f];
       } else if (d.dirs.count(path))
         d.durable = std::max(d.durable, touched[path]);
+    } else if (c.call == fault::kSyncfs) {
+      for (size_t f = 0; f < d.data.size(); ++f) d.flushed[f] = d.data[f];
     } else if (c.call == fault::kClose) {
       fds.erase(c.fd);
     } else if (c.call == fault::kRename && file) {
@@ -101,8 +103,9 @@ struct Workload {
   const char* name;
   const char* seed;    // the table's files before it: "name:content" words
   const char* before;  // the records they stand for once repaired
-  // Each call ("@N": the id the Nth add allocated) and the content of the
-  // record it touches once it returns ("-": no record).
+  // Each call ("@N": the id the Nth add allocated; "put": the group write of
+  // one record under its id) and the content of the record it touches once
+  // it returns ("-": no record).
   std::vector<std::pair<std::string, std::string>> steps;
 };
 
@@ -125,6 +128,11 @@ const Workload kWorkloads[] = {
       {"delete 1", "-"},
       {"add web9,90", "web9|90|"},
       {"update 2 name=kept", "kept|2|"}}},
+    // The group write, a record at a time so that each step names one.
+    {"group writes",
+     "3:old|3|",
+     "3:old|3|",
+     {{"put 3,new,4", "new|4|"}, {"put 8,b,8", "b|8|"}, {"delete 3", "-"}, {"put 3,c,5", "c|5|"}}},
 };
 
 class CrashConsistencyTest : public TempRootTest {
@@ -156,6 +164,10 @@ class CrashConsistencyTest : public TempRootTest {
         added.push_back(made);
       } else if (verb == "update") {
         rc = table->updateRecord(id.c_str(), values.c_str());
+      } else if (verb == "put") {
+        const char* text = arg.c_str();
+        rc = table->addRecords(&text, 1, &made, false, nullptr);
+        id = std::to_string(made);
       } else if (verb == "delete") {
         rc = table->deleteRecord(id.c_str());
       } else {
