@@ -52,3 +52,18 @@ TEST_F(ToolTest, SeedChecksEveryRecordBeforeWritingAny) {
 }
 
 }  // namespace
+
+namespace {
+
+// import and seed hold int and bigint columns to their numbers as add does.
+TEST_F(ToolTest, ImportAndSeedTakeOnlyNumbersInNumberColumns) {
+  createDatabase();
+  writeFile("seed.ini", "[hosts]\nrec_1 = 7, a, 08\n");
+  auto before = snapshot();
+  expectRows({{{"import", "hosts", "-"}, 2, "line 3: "}, {{"seed", "hosts", at("seed.ini")}, 2, "rec_1: "}},
+             "name,port\na,1\nb,x1\n");
+  expectRows({{{"import", "hosts", "-"}, 2, "line 2: "}}, "name,port\nleft out\n");
+  EXPECT_EQ(snapshot(), before);
+}
+
+}  // namespace

@@ -433,6 +433,7 @@ int cmdSeed(Context& ctx) {
   forEachSeedRecord(ctx, table, file, [&](int n, const std::string& record) {
     try {
       checkRecordValues(table, record, true);
+      checkRecordTypes(table, record, true);
     } catch (const UsageError& error) {
       throw UsageError(file + ": rec_" + std::to_string(n) + ": " + error.what());
     }

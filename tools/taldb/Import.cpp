@@ -18,6 +18,7 @@
 
 #include "Cli.h"
 #include "CsvReader.h"
+#include "TypedValue.h"
 #include "util/Path.h"
 
 namespace taldb_cli {
@@ -214,6 +215,7 @@ class Importer {
       if (put_) values[0] = std::to_string(parseRecordId(values[0]));
       std::string text = recordText({values.begin() + (put_ ? 0 : 1), values.end()});
       checkRecordValues(table_, text, put_);
+      checkRecordTypes(table_, text, put_);
       return text;
     } catch (const UsageError& error) {
       throw UsageError(source_ + " line " + std::to_string(row.line) + ": " + error.what());
