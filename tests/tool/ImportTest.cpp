@@ -43,12 +43,12 @@ namespace {
 TEST_F(ToolTest, SeedChecksEveryRecordBeforeWritingAny) {
   createDatabase();
   writeFile("bad.ini", "[hosts]\nrec_1 = 7, a, 1\nrec_2 = 8, b\n");
-  writeFile("good.ini", "[hosts]\nrec_1 = 7, {{$talhost}}, 1\nrec_2 = 2, b, {{$talversion}}\n");
+  writeFile("good.ini", "[hosts]\nrec_1 = 7, {{$talhost}}, 1\nrec_2 = 2, {{$talversion}}, 3\n");
   auto before = snapshot();
   expectRows({{{"seed", "hosts", at("bad.ini")}, 2, "bad.ini: rec_2: "}});
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"seed", "hosts", at("good.ini")}, 0, ": 3 records (2 before)\n"}});
-  EXPECT_EQ(readFile(data("hosts/7")) + readFile(data("hosts/2")), "127.0.0.1|1|b|1.0|");
+  EXPECT_EQ(readFile(data("hosts/7")) + readFile(data("hosts/2")), "127.0.0.1|1|1.0|3|");
 }
 
 }  // namespace

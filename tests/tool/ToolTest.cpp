@@ -530,7 +530,7 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
            {"name\n\"a\"b\n", "line 2: text after the closing quote", ""},
            {"name\n" + std::string(2048, 'x') + "\n",
             "line 2: the value of hosts.name is 2048 bytes", ""},
-           {"id,name\n1,a\n-1,b\n", "line 3: invalid record id '-1'", "put"}}) {
+           {"id,name,port\n1,a,1\n-1,b,1\n", "line 3: invalid record id '-1'", "put"}}) {
     Names args = {"import", "hosts", "-"};
     if (!c[2].empty()) args.push_back("--put");
     expectRows({{args, 2, c[1]}}, c[0]);
@@ -547,12 +547,12 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
                "3\n4\nimported 2 records into hosts from " + at("rows.csv") +
                    "; 1 row left trailing cells out, filled empty\n"},
               {{"import", "hosts", at("put.csv"), "--put"}, 2, "line 2: invalid value 'a,b'"}});
-  writeFile("put.csv", "port,id,name\n9,2,ab\n,78, b \n");
+  writeFile("put.csv", "port,id,name\n9,2,ab\n5,78, b \n");
   expectRows({{{"import", "hosts", at("put.csv"), "--put"}, 0, "2\n78\nimported 2 records into "
                "hosts from " + at("put.csv") + " (1 added, 1 replaced)\n"}});
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/2")) +
                 readFile(data("hosts/78")),
-            "say \"hi\"|9||7|ab|9|b||");
+            "say \"hi\"|9||7|ab|9|b|5|");
   // A table's csv dump imports into another of the same columns as it was.
   expectRows({{{"add-table", "copy", "id(int),name(varchar),port(int)"}, 0, "added"}});
   Result dump = run({"dump", "hosts", "--format", "csv"});
