@@ -1,8 +1,12 @@
 // Counting and listing records, conditions, and looking values up.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <string>
 
 #include "TableFixture.h"
+#include "table/ReadFence.h"
 
 TEST_F(TableTest, ScansSkipMarkedAndUnreadableEntries) {
   for (const char* name : {"5", "5.ADD", "7.UPDATE.x", "9.tmp"}) put(name, "a|80|");
@@ -78,4 +82,40 @@ TEST_F(TableTest, LookupsByIdAndKey) {
                                Err(20, "GetDataStr Error: invalid parameter"),
                                Info(13, "can't find column by key [nope]"),
                                Info(13, "can't find column by key [nope]")}));
+}
+
+// The shortcut is taken: a walk opens its records relative to its stream, so
+// no record is opened by its path, also after the table object was turned
+// into another table and back; and a walk that meets a temporary file reads
+// what is there once writers are done.
+TEST_F(TableTest, WalksOpenRecordsRelativeToTheirStream) {
+  makeTable("other", "id[int]|name[varchar]|port[int]");
+  put("1", "a|1|");
+  auto recordOpens = [&] {
+    fault::startRecording();
+    for (int rc = table->ListRecordsStart(nullptr); rc == 0; rc = table->ListRecordsNext(nullptr)) {
+    }
+    char value[8];
+    EXPECT_EQ(table->GetValStr("1", "name", value, sizeof value), 0);
+    int opens = 0;
+    for (const std::string& call : fault::stopRecording())
+      opens += call.rfind("open " + recordPath("1"), 0) == 0;
+    return opens;
+  };
+  EXPECT_EQ(recordOpens(), 0);
+  ASSERT_EQ(table->Open("other"), 0);
+  ASSERT_EQ(table->Open("hosts"), 0);
+  EXPECT_EQ(recordOpens(), 0);
+
+  char settled[TalDB::ReadFence::kNameSize];
+  std::fill(settled, settled + sizeof settled, 'x');
+  put("2", "b|2|");
+  put("3.tmp", "c|3|");
+  int dir = open(at("tal/database/hosts").c_str(), O_RDONLY | O_DIRECTORY);
+  TalDB::ReadFence fence(dir, at("tal/database/hosts").c_str());
+  EXPECT_STREQ(fence.temporary("3.tmp", settled), "3.tmp");  // a leftover stays itself
+  EXPECT_STREQ(fence.temporary("2.tmp", settled), "2");      // a write that finished
+  EXPECT_EQ(fence.temporary("4.tmp", settled), nullptr);     // nothing left of it
+  EXPECT_FALSE(fence.settle());  // waited once already
+  close(dir);
 }
