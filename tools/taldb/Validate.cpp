@@ -145,7 +145,7 @@ ColumnSpec parseColumnSpec(const std::vector<std::string>& args) {
       const TalDB::TypeWord* word = nullptr;
       for (const TalDB::TypeWord& known : TalDB::kTypeWords)
         if (type == known.word) word = &known;
-      // The store drops white space anywhere in a specification, so a name
+      // The store drops white space anywhere in a column list, so a name
       // holding some would come out another name.
       bool plain = !name.empty() && name.find_first_of(" \t\r\v\f()") == std::string::npos;
       if (!plain || word == nullptr || close != item.size() - 1) {
