@@ -360,8 +360,7 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
   return 0;
 }
 
-int CTable::addRecords(const char* const* texts, int count, int* ids, bool allocate,
-                       int* written) {
+int CTable::addRecords(const char* const* texts, int count, int* ids, bool allocate, int* written) {
   if (written != nullptr) *written = 0;
   if (!LockAcquired(m_mutex)) return 20;
   if (!ParamsPresent(texts) || count < 0) return 20;
@@ -621,7 +620,8 @@ int CTable::repair() {
     const char* name = entry->d_name;
     RepairAction action = PlanRepair(m_path, name, m_columns.size());
     int rc = ApplyRepair(m_path, name, action);
-    removed = removed || (rc == 0 && action != RepairAction::kNone && action != RepairAction::kFinishWrite);
+    removed = removed ||
+              (rc == 0 && action != RepairAction::kNone && action != RepairAction::kFinishWrite);
     if (result == 0) result = rc;
   }
   // Renames flush the directory themselves; removals are flushed once here.

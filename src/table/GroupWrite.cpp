@@ -26,7 +26,8 @@ void EntryPaths(const char* dir, unsigned int id, char* path, char* temporary) {
 
 int WriteTemporary(const char* temporary, const GroupEntry& entry) {
   int fd = CreateForWrite(temporary, kRecordMode);
-  if (fd < 0) return Fail(20, "%s: failed to create record file %s (%s)", kWho, temporary, strerror(errno));
+  if (fd < 0)
+    return Fail(20, "%s: failed to create record file %s (%s)", kWho, temporary, strerror(errno));
   int failed = 0;
   if (safe_write(fd, entry.content, entry.length) != static_cast<ssize_t>(entry.length))
     failed = Fail(20, "%s: write to file %s failed (%s)", kWho, temporary, strerror(errno));

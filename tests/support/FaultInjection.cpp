@@ -24,7 +24,7 @@ struct Armed {
   std::string pathContains;
 };
 
-const char* const kVerbs[kCallCount] = {"open",  "write", "fsync", "rename",   "unlink",
+const char* const kVerbs[kCallCount] = {"open",  "write", "fsync", "rename",    "unlink",
                                         "mkdir", "rmdir", "close", "fdatasync", "syncfs"};
 
 // False while nothing is armed or recorded, so that the wrappers then take no

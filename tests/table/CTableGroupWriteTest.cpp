@@ -21,11 +21,13 @@ struct Batch {
 class GroupWriteTest : public TableTest {
  protected:
   // Adds the batch; returns the status, with the ids and the count written.
-  int add(const Batch& batch, bool allocate, std::vector<int>* ids = nullptr, int* written = nullptr) {
+  int add(const Batch& batch, bool allocate, std::vector<int>* ids = nullptr,
+          int* written = nullptr) {
     std::vector<const char*> texts = batch.pointers();
     std::vector<int> got(texts.size(), -1);
     int count = -1;
-    int rc = table->addRecords(texts.data(), static_cast<int>(texts.size()), got.data(), allocate, &count);
+    int rc = table->addRecords(texts.data(), static_cast<int>(texts.size()), got.data(), allocate,
+                               &count);
     if (ids != nullptr) *ids = got;
     if (written != nullptr) *written = count;
     return rc;
@@ -48,8 +50,8 @@ TEST_F(GroupWriteTest, WritesEveryRecordAsAddRecordWouldWithOneScanForTheIds) {
   // A marked name is no record: its number is not taken into account.
   EXPECT_EQ(ids, (std::vector<int>{11, 12, 13}));
   EXPECT_EQ(written, 3);
-  EXPECT_EQ(contents(), (Values{"10:b|2|", "11:web1|80|", "11.ADD:x|", "12:web2|81|", "13:web3||",
-                                "2:a|1|"}));
+  EXPECT_EQ(contents(),
+            (Values{"10:b|2|", "11:web1|80|", "11.ADD:x|", "12:web2|81|", "13:web3||", "2:a|1|"}));
   // The scan reports a marked name once, as every scan does.
   EXPECT_EQ(log_.take(), (Logs{Err(16, "invalid record name found: 11.ADD.")}));
 
@@ -63,9 +65,9 @@ TEST_F(GroupWriteTest, WritesEveryRecordAsAddRecordWouldWithOneScanForTheIds) {
 
 TEST_F(GroupWriteTest, ABatchWithAWrongRecordWritesNothing) {
   const std::pair<Batch, bool> refused[] = {
-      {{{"a,1", "b,2", "c"}}, true},     // the last has too few values
-      {{{"1,a,1", "2,b,2,3"}}, false},   // too many
-      {{{"a,1", "5,b,2"}}, true},        // an id where ids are allocated
+      {{{"a,1", "b,2", "c"}}, true},    // the last has too few values
+      {{{"1,a,1", "2,b,2,3"}}, false},  // too many
+      {{{"a,1", "5,b,2"}}, true},       // an id where ids are allocated
   };
   for (const auto& [batch, allocate] : refused) {
     int written = -1;
@@ -96,7 +98,10 @@ TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
       {"the second temporary file cannot be written", fault::kWrite, 2, 0, {}},
       {"the file system cannot be flushed", fault::kSyncfs, 1, 0, {}},
       {"the third rename fails", fault::kRename, 3, 2, {"1:a|1|", "2:b|2|"}},
-      {"the directory cannot be flushed", fault::kFdatasync, 1, 0,
+      {"the directory cannot be flushed",
+       fault::kFdatasync,
+       1,
+       0,
        {"1:a|1|", "2:b|2|", "3:c|3|", "4:d|4|"}},
   };
   for (const Case& c : cases) {
@@ -122,7 +127,8 @@ TEST_F(GroupWriteTest, WritesEveryFileBeforeTheFirstRename) {
   ASSERT_EQ(add({{"a,1", "b,2", "c,3"}}, true), 0);
   std::vector<std::string> renames, order;
   for (const std::string& call : fault::stopRecording()) {
-    if (call.rfind("open ", 0) == 0 && call.find(".tmp") != std::string::npos) order.push_back("open");
+    if (call.rfind("open ", 0) == 0 && call.find(".tmp") != std::string::npos)
+      order.push_back("open");
     if (call.rfind("rename ", 0) == 0) order.push_back("rename"), renames.push_back(call);
   }
   EXPECT_EQ(order, (Values{"open", "open", "open", "rename", "rename", "rename"}));

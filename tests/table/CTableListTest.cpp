@@ -116,6 +116,6 @@ TEST_F(TableTest, WalksOpenRecordsRelativeToTheirStream) {
   EXPECT_STREQ(fence.temporary("3.tmp", settled), "3.tmp");  // a leftover stays itself
   EXPECT_STREQ(fence.temporary("2.tmp", settled), "2");      // a write that finished
   EXPECT_EQ(fence.temporary("4.tmp", settled), nullptr);     // nothing left of it
-  EXPECT_FALSE(fence.settle());  // waited once already
+  EXPECT_FALSE(fence.settle());                              // waited once already
   close(dir);
 }

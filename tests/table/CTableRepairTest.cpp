@@ -33,7 +33,7 @@ TEST_F(RepairTest, ActsOnEachKindOfEntry) {
       {"5.tmp:a|1|", "5:a|1|", "5.tmp", "renamed into place: its record was missing"},
       {"6:old|1| 6.tmp:new|2|", "6:old|1|", "6.tmp",
        "removed: its record exists, so this write never completed"},
-      {"7.tmp:a|", "", "7.tmp", torn},    // too few fields
+      {"7.tmp:a|", "", "7.tmp", torn},   // too few fields
       {"7.tmp:a|1", "", "7.tmp", torn},  // last field unclosed
       {"9.tmp:", "", "9.tmp", torn},
       {"8.ADD:x|1| 3:a|1|", "3:a|1|", "8.ADD", "removed: a marked name, never a record"},
@@ -99,7 +99,8 @@ TEST_F(RepairTest, DatabaseRepairsEveryTable) {
   log_.take();
   EXPECT_EQ(table->repair(), 0);
   EXPECT_EQ(list("tal/database/hosts"), Names{});
-  EXPECT_EQ(log_.take(), (Logs{Info(0, at("tal/database/hosts") +
-                                            ": made: the table's creation was cut short before "
-                                            "its directory was")}));
+  EXPECT_EQ(
+      log_.take(),
+      (Logs{Info(0, at("tal/database/hosts") + ": made: the table's creation was cut short before "
+                                               "its directory was")}));
 }

@@ -234,7 +234,8 @@ TEST_F(ConcurrencyTest, ReadersNeverSeeAnotherProcessesWriteHalfDone) {
   char value[64];
   while (std::chrono::steady_clock::now() < until) {
     ++lookups;
-    if (table->GetValStr("2", "name", value, sizeof value) != 0 || std::string(value) != "n2") ++missed;
+    if (table->GetValStr("2", "name", value, sizeof value) != 0 || std::string(value) != "n2")
+      ++missed;
     for (int rc = table->ListRecordsStart(nullptr); rc == 0; rc = table->ListRecordsNext(nullptr))
       listedTemporary += std::string(table->columns()[0]->data()).find(".tmp") != std::string::npos;
   }

@@ -66,8 +66,10 @@ class ShortcutDiffTest : public TempRootTest {
   // names of about 200 characters reach the path limit of a record.
   std::string makeRoot(char which) {
     std::string root = root_ + "/" + which;
-    while (root.size() < 3880) root += "/" + std::string(std::min<size_t>(200, 3880 - root.size() - 1), which);
-    for (const char* table : {"a", "b"}) EXPECT_TRUE(CreateTreeA((root + "/tal/database/" + table).c_str(), 0775));
+    while (root.size() < 3880)
+      root += "/" + std::string(std::min<size_t>(200, 3880 - root.size() - 1), which);
+    for (const char* table : {"a", "b"})
+      EXPECT_TRUE(CreateTreeA((root + "/tal/database/" + table).c_str(), 0775));
     EXPECT_TRUE(CreateTreeA((root + "/tal/schema").c_str(), 0775));
     return root;
   }
@@ -98,7 +100,8 @@ class ShortcutDiffTest : public TempRootTest {
     out << "]";
     for (const LogLine& line : log_.take()) {
       std::string text = line.text;
-      for (size_t at; (at = text.find(side.root)) != std::string::npos;) text.replace(at, side.root.size(), "ROOT");
+      for (size_t at; (at = text.find(side.root)) != std::string::npos;)
+        text.replace(at, side.root.size(), "ROOT");
       out << "\n  " << line.level << "/" << line.code << " " << text;
     }
     return out.str();
@@ -120,9 +123,11 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
   auto pick = [&](std::vector<std::string> from) { return from[random() % from.size()]; };
   const std::string longName = std::string(198, 'L');
   const std::string huge = "name=" + std::string(kHuge, 'h');
-  std::vector<std::string> ids = {"1", "2", "3", "4", "5", "6", "7", "sub", longName, longName + "xx"};
-  std::vector<std::string> conditions = {"", "name=n1", "id=2", "port=3,name=n3", "name", "na me = n2 ",
-                                         "who=w1", "n=4,", "id=" + longName};
+  std::vector<std::string> ids = {"1", "2", "3",   "4",      "5",
+                                  "6", "7", "sub", longName, longName + "xx"};
+  std::vector<std::string> conditions = {
+      "",       "name=n1", "id=2",          "port=3,name=n3", "name", "na me = n2 ",
+      "who=w1", "n=4,",    "id=" + longName};
   std::string trace;
 
   for (int step = 0; step < steps; ++step) {
@@ -206,8 +211,9 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
         std::string kind = pick({"record", "short", "empty", "marked", "tmp", "dir"});
         what = "plant " + kind + " " + name + " in " + table;
         op = [=](Side& s) {
-          std::string content = table == "a" ? "n" + name.substr(0, 3) + "|" + std::to_string(name.size()) + "|"
-                                              : "w|1|e|";
+          std::string content =
+              table == "a" ? "n" + name.substr(0, 3) + "|" + std::to_string(name.size()) + "|"
+                           : "w|1|e|";
           if (kind == "record") writeAt(s, table, name, content);
           if (kind == "short") writeAt(s, table, name, "x|");
           if (kind == "empty") writeAt(s, table, name, "");
@@ -230,7 +236,8 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
                (hugeCondition ? "huge" : c + ", exactly " + std::to_string(exactly)) + ")";
         op = [=](Side& s) {
           if (!fault::failAllocations(hugeCondition ? 1u << 20 : 0, exactly)) return -100;
-          int rc = start ? s.table->ListRecordsStart(c.c_str()) : s.table->ListRecordsNext(c.c_str());
+          int rc =
+              start ? s.table->ListRecordsStart(c.c_str()) : s.table->ListRecordsNext(c.c_str());
           fault::failAllocations(0, 0);
           return rc;
         };
@@ -246,7 +253,8 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
       seen[side.plain] = observe(side, rc);
     }
     ASSERT_EQ(seen[0], seen[1]) << "seed " << seed << " (TALDB_DIFF_SEED=" << seed
-                                << " replays it), step " << step << ": " << what << "\nsteps:\n" << trace;
+                                << " replays it), step " << step << ": " << what << "\nsteps:\n"
+                                << trace;
   }
   std::map<std::string, std::string> files[2];
   for (Side& side : sides) {

@@ -15,7 +15,8 @@ TEST_F(ToolTest, ImportInBatchesSaysHowFarItGotAndGoesOnFromThere) {
   // The 2,100th record's rename fails: the first batch of 2,000 and 99 of
   // the second are on disk.
   fault::failCall(fault::kRename, EIO, 2100, "hosts/");
-  Result failed = expectRows({{{"-q", "import", "hosts", at("rows.csv")}, 1,
+  Result failed = expectRows({{{"-q", "import", "hosts", at("rows.csv")},
+                               1,
                                ": 2,099 of 2,500 rows written, the last from line 2,100; rows "
                                "after it not written: failed (status 20): addRecords: failed to "
                                "rename record file"}});
@@ -30,7 +31,8 @@ TEST_F(ToolTest, ImportInBatchesSaysHowFarItGotAndGoesOnFromThere) {
   // Checked batch by batch, a bad row ends the import with the batches
   // before it written.
   writeFile("bad.csv", rows + "x|y,1\n");
-  expectRows({{{"-q", "import", "hosts", at("bad.csv"), "--batch-check"}, 1,
+  expectRows({{{"-q", "import", "hosts", at("bad.csv"), "--batch-check"},
+               1,
                "line 2502: invalid value 'x|y'"}});
   EXPECT_EQ(list(data("hosts")).size(), 4502u);
 }
@@ -60,7 +62,8 @@ TEST_F(ToolTest, ImportAndSeedTakeOnlyNumbersInNumberColumns) {
   createDatabase();
   writeFile("seed.ini", "[hosts]\nrec_1 = 7, a, 08\n");
   auto before = snapshot();
-  expectRows({{{"import", "hosts", "-"}, 2, "line 3: "}, {{"seed", "hosts", at("seed.ini")}, 2, "rec_1: "}},
+  expectRows({{{"import", "hosts", "-"}, 2, "line 3: "},
+              {{"seed", "hosts", at("seed.ini")}, 2, "rec_1: "}},
              "name,port\na,1\nb,x1\n");
   expectRows({{{"import", "hosts", "-"}, 2, "line 2: "}}, "name,port\nleft out\n");
   EXPECT_EQ(snapshot(), before);

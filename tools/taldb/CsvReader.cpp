@@ -44,7 +44,8 @@ const CsvRow* CsvReader::next() {
     if (in_.peek() == 0xEF) {
       char mark[3];
       in_.read(mark, 3);
-      if (in_.gcount() != 3 || std::string(mark, 3) != "\xEF\xBB\xBF") refuse("text that is not CSV");
+      if (in_.gcount() != 3 || std::string(mark, 3) != "\xEF\xBB\xBF")
+        refuse("text that is not CSV");
     }
   }
   // Lines with nothing on them are passed over.

@@ -86,9 +86,11 @@ class Input {
   }
   void spool() {
     const char* dir = getenv("TMPDIR");
-    std::string pattern = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-import-XXXXXX";
+    std::string pattern =
+        std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-import-XXXXXX";
     int fd = mkstemp(&pattern[0]);
-    if (fd < 0) throw Failure("import: cannot keep standard input: " + std::string(std::strerror(errno)));
+    if (fd < 0)
+      throw Failure("import: cannot keep standard input: " + std::string(std::strerror(errno)));
     close(fd);
     spooled_ = pattern;
     std::ofstream copy(spooled_, std::ios::binary);
@@ -114,7 +116,8 @@ std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::stri
     int found = -1;
     for (size_t i = 0; i < columns.size(); ++i)
       if (columns[i] == name) found = static_cast<int>(i);
-    std::string where = source + " line " + std::to_string(header.line) + ": column " + quoted(name);
+    std::string where =
+        source + " line " + std::to_string(header.line) + ": column " + quoted(name);
     if (found < 0) throw UsageError(where + " is not a column of the table");
     for (size_t i = 0; i < map.size(); ++i)
       if (header.cells[i] == name) throw UsageError(where + " is named twice");
@@ -139,7 +142,8 @@ class Importer {
     put_ = ctx.options().put;
     const std::string& from = ctx.options().fromLine;
     fromLine_ = from.empty() ? 0 : static_cast<size_t>(parseInteger(from, "--from-line"));
-    progress_ = !ctx.options().quiet && ctx.err().rdbuf() == std::cerr.rdbuf() && isatty(STDERR_FILENO);
+    progress_ =
+        !ctx.options().quiet && ctx.err().rdbuf() == std::cerr.rdbuf() && isatty(STDERR_FILENO);
   }
 
   // Reads the header and checks every row to be written; returns how many.
@@ -182,17 +186,21 @@ class Importer {
     writeBatch(texts, lines, names);
     if (progress_) ctx_.err() << "\r\033[K";
     ctx_.note() << "imported " << plural(written_, "record", "records") << " into " << table_.name()
-                << " from " << source_ << (put_ ? " (" + std::to_string(added_) + " added, " +
-                                                      std::to_string(replaced_) + " replaced)"
-                                                : "")
-                << (filled_ ? "; " + plural(filled_, "row", "rows") + " left trailing cells out, filled empty" : "")
+                << " from " << source_
+                << (put_ ? " (" + std::to_string(added_) + " added, " + std::to_string(replaced_) +
+                               " replaced)"
+                         : "")
+                << (filled_ ? "; " + plural(filled_, "row", "rows") +
+                                  " left trailing cells out, filled empty"
+                            : "")
                 << "\n";
   }
 
  private:
   void readHeader(CsvReader& reader) {
     const CsvRow* header = reader.next();
-    if (header == nullptr) throw UsageError(source_ + " is empty: its first line must name columns");
+    if (header == nullptr)
+      throw UsageError(source_ + " is empty: its first line must name columns");
     map_ = headerColumns(*header, columns_, put_, source_);
   }
 
@@ -258,12 +266,14 @@ class Importer {
       showProgress();
     }
     texts.clear(), lines.clear(), names.clear();
-    if (carry) texts.push_back(carriedText), names.push_back(carriedName), lines.push_back(carriedLine);
+    if (carry)
+      texts.push_back(carriedText), names.push_back(carriedName), lines.push_back(carriedLine);
   }
 
   void showProgress() {
     if (!progress_) return;
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
     double rate = seconds > 0 ? written_ / seconds : 0;
     ctx_.err() << "\r\033[K" << thousands(written_);
     if (total_ > 0) ctx_.err() << " of " << thousands(total_);
@@ -276,9 +286,9 @@ class Importer {
   // Ends the import with how far it got and how to go on.
   [[noreturn]] void stop(const std::string& why) {
     if (progress_) ctx_.err() << "\r\033[K";
-    std::string message = "import " + std::string(table_.name()) + " (" + source_ + "): " +
-                          thousands(written_) + (total_ > 0 ? " of " + thousands(total_) : "") +
-                          " rows written";
+    std::string message = "import " + std::string(table_.name()) + " (" + source_ +
+                          "): " + thousands(written_) +
+                          (total_ > 0 ? " of " + thousands(total_) : "") + " rows written";
     if (written_ == 0) throw Failure(message + ": " + why);
     throw Failure(message + ", the last from line " + thousands(lastLine_) +
                   "; rows after it not written: " + why + "; add --from-line " +
