@@ -119,19 +119,3 @@ TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
     fault::reset();
   }
 }
-
-// Every temporary file is written before the first rename, and the records
-// go into place in the batch's order.
-TEST_F(GroupWriteTest, WritesEveryFileBeforeTheFirstRename) {
-  fault::startRecording();
-  ASSERT_EQ(add({{"a,1", "b,2", "c,3"}}, true), 0);
-  std::vector<std::string> renames, order;
-  for (const std::string& call : fault::stopRecording()) {
-    if (call.rfind("open ", 0) == 0 && call.find(".tmp") != std::string::npos)
-      order.push_back("open");
-    if (call.rfind("rename ", 0) == 0) order.push_back("rename"), renames.push_back(call);
-  }
-  EXPECT_EQ(order, (Values{"open", "open", "open", "rename", "rename", "rename"}));
-  ASSERT_EQ(renames.size(), 3u);
-  EXPECT_EQ(renames[0], "rename " + recordPath("1.tmp") + " " + recordPath("1"));
-}

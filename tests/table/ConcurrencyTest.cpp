@@ -213,33 +213,3 @@ TEST_F(ConcurrencyTest, WritesWaitForTheDirectoryLockAndReadsDoNot) {
     worker.join();
   }
 }
-
-// Another process rewrites, adds and deletes records while this one looks
-// record 2 up and lists the table: a record that exists before and after
-// every rewrite is always found, and no temporary file of a write in flight
-// is ever listed. TALDB_STRESS_SECONDS makes the run longer than its second.
-TEST_F(ConcurrencyTest, ReadersNeverSeeAnotherProcessesWriteHalfDone) {
-  for (int id = 1; id <= 20; ++id) put(std::to_string(id), "n" + std::to_string(id) + "|0|");
-  const char* seconds = getenv("TALDB_STRESS_SECONDS");
-  auto until = std::chrono::steady_clock::now() + std::chrono::seconds(seconds ? atoi(seconds) : 1);
-  pid_t writer = Spawn(at("writer.log"), [&](int) {
-    std::unique_ptr<TalDB::CTable> own = openHosts();
-    for (int i = 0; std::chrono::steady_clock::now() < until; ++i) {
-      own->updateRecord("2", i % 2 ? "port=1" : "port=2");
-      int id = 0;
-      if (own->addRecord("extra,9", &id, 0) == 0) own->deleteRecord(std::to_string(id).c_str());
-    }
-  });
-  int missed = 0, listedTemporary = 0, lookups = 0;
-  char value[64];
-  while (std::chrono::steady_clock::now() < until) {
-    ++lookups;
-    if (table->GetValStr("2", "name", value, sizeof value) != 0 || std::string(value) != "n2")
-      ++missed;
-    for (int rc = table->ListRecordsStart(nullptr); rc == 0; rc = table->ListRecordsNext(nullptr))
-      listedTemporary += std::string(table->columns()[0]->data()).find(".tmp") != std::string::npos;
-  }
-  EXPECT_EQ(Reap(writer), 0);
-  EXPECT_EQ(missed, 0) << "of " << lookups << " lookups";
-  EXPECT_EQ(listedTemporary, 0);
-}
