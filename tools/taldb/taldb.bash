@@ -41,7 +41,7 @@ _taldb() {
       create) options+=" --id --host" ;;
       drop) options+=" --yes" ;;
       repair) options+=" --dry-run" ;;
-      import) options+=" --put" ;;
+      import) options+=" --put --from-line --batch-check" ;;
       demo) options+=" --description" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
