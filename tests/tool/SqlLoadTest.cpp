@@ -11,6 +11,7 @@
 
 #include <functional>
 
+#include "CsvReader.h"
 #include "ToolFixture.h"
 
 namespace {
@@ -48,28 +49,12 @@ std::string findProgram(const std::string& name) {
   return best;
 }
 
-// Rows of CSV as the tool, psql's COPY and sqlite3 write it: quoted cells double their quotes;
-// lines end in "\n" or "\r\n".
+// Rows of CSV as the tool, psql's COPY and sqlite3 write it, read as import reads CSV.
 std::vector<Names> parseCsv(const std::string& text) {
+  std::istringstream in(text);
+  taldb_cli::CsvReader reader(in, "csv");
   std::vector<Names> rows;
-  Names row;
-  std::string cell;
-  bool quoted = false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (quoted && c == '"' && i + 1 < text.size() && text[i + 1] == '"') {
-      cell += c;
-      ++i;
-    } else if (c == '"') {
-      quoted = !quoted;
-    } else if (quoted || (c != ',' && c != '\n' && c != '\r')) {
-      cell += c;
-    } else if (c != '\r') {
-      row.push_back(cell);
-      cell.clear();
-      if (c == '\n') rows.push_back(row), row.clear();
-    }
-  }
+  while (const taldb_cli::CsvRow* row = reader.next()) rows.push_back(row->cells);
   return rows;
 }
 
