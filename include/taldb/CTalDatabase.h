@@ -117,6 +117,7 @@ class CTalDatabase {
   int createTableFromDescription(const char* table, const char* iniFile);
   void destroyTables();
   void unregister(CTable* table);
+  void repairUnopenedTables();
 
   char m_dbPath[4095];
   bool m_opened;

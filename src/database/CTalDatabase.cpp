@@ -13,6 +13,7 @@
 #include "gux.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
+#include "table/RepairPlan.h"
 #include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
 #include "util/Guards.h"
@@ -315,11 +316,30 @@ int CTalDatabase::repair() {
   // Unlike recovery, a failing table does not stop the run: a host repairs at
   // start-up and wants every table it can get back.
   int result = 0;
+  if (!m_opened && m_dbPath[0] != '\0') repairUnopenedTables();
   for (CTable* table : m_tables) {
     int rc = table->repair();
     if (result == 0) result = rc;
   }
   return result;
+}
+
+// A schema file left empty or cut short by a power cut during a table's
+// creation keeps open() from loading the database: the tables open() could not
+// register are looked at by name, and the creation of one without its
+// directory is undone (or finished), so that open() succeeds again.
+void CTalDatabase::repairUnopenedTables() {
+  char schemaDir[kPathLimit];
+  RootPath(schemaDir, m_dbPath, kSchemaDir);
+  CDirIterator schemas;
+  if (schemas.open(schemaDir) != 0) return;
+  char schemaPath[kPathLimit], tableDir[kPathLimit];
+  while (struct dirent* entry = schemas.read()) {
+    if (IsDotEntry(entry->d_name) || GetTable(entry->d_name) != nullptr) continue;
+    TablePath(tableDir, m_dbPath, kDataDir, entry->d_name);
+    TablePath(schemaPath, m_dbPath, kSchemaDir, entry->d_name);
+    if (gux_access(tableDir, 0) != 0) RepairTableCreation(schemaPath, tableDir);
+  }
 }
 
 int CTalDatabase::insertRecordsFromIni(const char* table, const char* inifile) {

@@ -604,10 +604,11 @@ int CTable::repair() {
   if (!LockAcquired(m_mutex)) return 20;
   MutexGuard hold(m_mutex);
   if (StreamAccess::openOn(m_dirIter, m_path) != 0) {
-    // A table is made schema first: a power cut before its directory was
-    // made, or flushed, leaves the schema alone. The table never held a
-    // record, so making its directory now finishes the creation.
-    if (errno != ENOENT || !FinishTableDirectory(m_path)) return 7;
+    // A table whose creation was cut short: finished, or undone, when its
+    // directory is missing.
+    if (errno != ENOENT || !RepairTableCreation(m_schemaPath, m_path)) return 7;
+    // Undone: nothing of the table is left to repair.
+    if (gux_access(m_path, 0) != 0) return 0;
     if (StreamAccess::openOn(m_dirIter, m_path) != 0) return 7;
   }
   DirLock lock;

@@ -7,6 +7,7 @@
 #include "gux.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
+#include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
 #include "util/LineReader.h"
 #include "util/Path.h"
@@ -89,13 +90,19 @@ int ApplyRepair(const char* dir, const char* name, RepairAction action) {
   return 0;
 }
 
-bool FinishTableDirectory(const char* tableDir) {
-  const char* slash = strrchr(tableDir, '/');
-  if (slash == nullptr || MakeDirectory(tableDir, 0775) != 0) return false;
+bool RepairTableCreation(const char* schemaPath, const char* tableDir) {
+  bool whole = CheckSchemaSeal(schemaPath) == SchemaSeal::kWhole;
+  const char* made = whole ? tableDir : schemaPath;
+  const char* slash = strrchr(made, '/');
+  if (slash == nullptr) return false;
+  if (whole ? MakeDirectory(tableDir, 0775) != 0 : RemoveFile(schemaPath) != 0) return false;
   char parent[kPathLimit];
-  guxstrncpy(parent, tableDir, sizeof(parent), slash - tableDir);
+  guxstrncpy(parent, made, sizeof(parent), slash - made);
   if (FlushDirectory(parent) != 0) return false;
-  InfoA(0, "%s: made: the table's creation was cut short before its directory was", tableDir);
+  InfoA(0,
+        whole ? "%s: made: the table's creation was cut short before its directory was"
+              : "%s: removed: the table's creation was cut short while its schema was written",
+        made);
   return true;
 }
 

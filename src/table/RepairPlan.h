@@ -32,10 +32,14 @@ const char* RepairOutcome(RepairAction action, bool done);
 // passes it over. The caller flushes the directory after removals.
 int ApplyRepair(const char* dir, const char* name, RepairAction action);
 
-// Makes the missing directory of a table whose creation a power cut
-// interrupted (its schema is there, so it never held a record) and flushes
-// the directory above it; logs what it did. False when it cannot.
-bool FinishTableDirectory(const char* tableDir);
+// A table is made schema file first, flushed, then its directory: a table
+// whose directory is missing was cut short in its creation and never held a
+// record. Its creation is finished (the directory made) when the schema file
+// is whole, and undone (the schema file removed) when the cut came while it
+// was written: a schema cut short would load fewer columns, or, empty, keep
+// the whole database from opening. Either way the directory above is flushed
+// and one line logged. False when the step failed.
+bool RepairTableCreation(const char* schemaPath, const char* tableDir);
 
 }  // namespace TalDB
 

@@ -2,9 +2,11 @@
 // leaves when a step fails.
 #include <errno.h>
 
+#include <set>
 #include <sstream>
 
 #include "TableFixture.h"
+#include "table/SchemaSeal.h"
 #include "taldb/CTalDatabase.h"
 
 // A table's files as "name:content" words, in name order.
@@ -93,14 +95,34 @@ TEST_F(RepairTest, DatabaseRepairsEveryTable) {
   EXPECT_FALSE(exists("tal/database/b/1.tmp"));
   EXPECT_TRUE(exists(record("2")));
   EXPECT_EQ(TalDB::CTalDatabase().repair(), 0);
-  // A table whose creation stopped after its schema: repair makes the
-  // directory, which never held a record.
-  DeleteTreeA(at("tal/database/hosts").c_str());
+}
+
+// A table whose creation a power cut stopped before its directory was made:
+// finished when its schema file is whole, undone when it is not, and undone
+// too when its empty schema kept the database from opening.
+TEST_F(RepairTest, TablesWhoseCreationWasCutShort) {
+  char seal[TalDB::kFingerprintSize];
+  TalDB::SchemaFingerprint("id[int]|v[int]", 14, seal);
+  writeFile("tal/schema/whole", "id[int]|v[int]\n" + std::string(seal));
+  writeFile("tal/schema/cut", "id[int]|v[int]\nfingerpr");
+  TalDB::CTalDatabase db;
+  ASSERT_EQ(db.open(root_.c_str()), 0);
   log_.take();
-  EXPECT_EQ(table->repair(), 0);
-  EXPECT_EQ(list("tal/database/hosts"), Names{});
-  EXPECT_EQ(
-      log_.take(),
-      (Logs{Info(0, at("tal/database/hosts") + ": made: the table's creation was cut short before "
-                                               "its directory was")}));
+  EXPECT_EQ(db.repair(), 0);
+  EXPECT_EQ(list("tal/schema"), (Names{"hosts", "whole"}));
+  EXPECT_EQ(list("tal/database"), (Names{"hosts", "whole"}));
+  std::set<std::string> lines;
+  for (const LogLine& line : log_.take()) lines.insert(line.text);
+  EXPECT_EQ(lines, (std::set<std::string>{
+                       at("tal/schema/cut") + ": removed: the table's creation was cut short "
+                                              "while its schema was written",
+                       at("tal/database/whole") + ": made: the table's creation was cut short "
+                                                  "before its directory was"}));
+
+  writeFile("tal/schema/empty", "");
+  TalDB::CTalDatabase unopened;
+  ASSERT_EQ(unopened.open(root_.c_str()), 5);
+  EXPECT_EQ(unopened.repair(), 0);
+  EXPECT_FALSE(exists("tal/schema/empty"));
+  EXPECT_EQ(TalDB::CTalDatabase().open(root_.c_str()), 0);
 }
