@@ -44,12 +44,29 @@ int repairTable(Context& ctx, CTable& table, Tally& tally) {
   return status;
 }
 
+// A table creation that a power cut left half done can keep the whole
+// database from opening (an empty schema file): the store's repair undoes it
+// on a database object of its own first, printing what it did, so that the
+// tables then load afresh.
+void repairUnopened(Context& ctx, Tally& tally) {
+  TalDB::CTalDatabase unopened;
+  if (unopened.open(ctx.root().c_str()) == 0) return;
+  ctx.log().clear();
+  unopened.repair();
+  for (const LibraryLog::Entry& entry : ctx.log().entries()) {
+    ctx.note() << entry.text << "\n";
+    ++tally.changed;
+  }
+  ctx.log().clear();
+}
+
 }  // namespace
 
 int cmdRepair(Context& ctx) {
+  Tally tally;
+  if (ctx.args().empty() && !ctx.options().dryRun) repairUnopened(ctx, tally);
   std::vector<CTable*> tables = namedOrAllTables(ctx);
   bool dryRun = ctx.options().dryRun;
-  Tally tally;
   int failed = 0;
   std::string failedTable;
   for (CTable* table : tables) {
