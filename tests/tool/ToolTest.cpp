@@ -222,8 +222,11 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
   EXPECT_FALSE(exists(data("hosts")) || exists("db/tal/schema/hosts"));
   EXPECT_EQ(readFile("db/tal/schema/users").substr(0, 22), "id[int]|name[varchar]\n");
   EXPECT_TRUE(exists(data("users")));
-  // A database left unopenable (a schema file that a creation cut short left
-  // empty) is dropped all the same, and can be made again.
+  // A database left unopenable by a schema file that a creation cut short
+  // left empty: repair undoes that creation; drop takes it all the same.
+  writeFile("db/tal/schema/cut", "");
+  expectRows({{{"repair"}, 0, "tal/schema/cut: removed: the table's creation was cut short"},
+              {{"tables"}, 0, "users"}});
   writeFile("db/tal/schema/cut", "");
   expectRows({{{"drop", "--yes"}, 0, "does not open (status 5: schema length is 0); dropping"}});
   EXPECT_FALSE(exists("db/tal"));
