@@ -20,9 +20,13 @@
 // Durability: a table that AddTable, CheckAddTable or Create acknowledged is
 // on stable storage: its schema file flushed, then its name, then its
 // directory's name (Create flushes tal/ and the root first). A power cut
-// between the schema and the directory leaves a table without its
-// directory, which never held a record: repair() makes it. DropTable's and
-// drop()'s removals are flushed as they go.
+// before the directory leaves a table without one, which never held a
+// record: repair() makes the directory when the schema file is whole, and
+// removes the schema file when the cut came while it was written. Such a
+// schema file, empty, makes open() fail with 5: call repair() on that
+// database all the same (it repairs what keeps the database from opening),
+// then open the root with a fresh database object. DropTable's and drop()'s
+// removals are flushed as they go.
 //
 // Nothing is rolled back: a failing operation leaves on disk what it did
 // before the failure, as listed with each operation.
@@ -96,7 +100,9 @@ class CTalDatabase {
   // failure (7 or 20).
   TALDB_EXPORT int recover();
   // repair() of every table in catalogue order; a failing table does not stop
-  // the others. 0, or the first failure's code (7 or 20).
+  // the others. 0, or the first failure's code (7 or 20). On a database whose
+  // open() failed it first finishes or undoes, by name, the creation of each
+  // table that could not be loaded and has no directory.
   TALDB_EXPORT int repair();
   // Adds the records rec_1, rec_2, ... of the table's section, placeholders
   // filled, through a table object of its own (which excludes the
