@@ -192,7 +192,7 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
       {{"create", at("test.ini")}, 1, "a database exists already under " + db_},
       {{"--root", at("other"), "create", at("none.ini")}, 1, "(status 20): can't find ini", true},
       {{"--root", at("other"), "tables"}, 1, "no database under", true},
-      {{"add", "hosts", "web02, 9090"}, 0, "3\n"},
+      {{"add", "hosts", "web02, 9090", "--trim"}, 0, "3\n"},
       {{"add", "hosts", "web03", "9091"}, 0, "4\n"},
       {{"put", "hosts", "10,x,1"}, 0, "wrote record 10 of hosts\n"},
       {{"put", "hosts", "10", "y", "2"}, 0, "record 10 of hosts (replaced the earlier one)\n"},
@@ -204,7 +204,7 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
       {{"get", "hosts", "3"}, 0, "id    3\nname  web02\nport  9090\n"},
       {{"get", "hosts", "3", "--format=json"}, 0, "3, \"name\": \"web02\", \"port\": 9090}"},
       {{"get", "hosts", "3", "port"}, 0, "9090\n"},
-      {{"update", "hosts", "3", " port = 1", "name=web9"}, 0, "of hosts (changed: port, name)\n"},
+      {{"update", "hosts", "3", " port = 1", "name=web9", "--trim"}, 0, "of hosts (changed: port, name)\n"},
       {{"update", "hosts", "3", "port=1"}, 0, "updated record 3 of hosts (no value changed)\n"},
       {{"get", "hosts", "3", "--format", "csv"}, 0, "id,name,port\n3,web9,1\n"},
       {{"delete", "hosts", "3"}, 0, "deleted record 3 of hosts\n"},
@@ -428,7 +428,7 @@ TEST_F(ToolTest, TypedColumnsTakeOnlyTheirNumbers) {
   expectRows({{{"add", "sizes", "1,9223372036854775808,x"}, 2, "sizes.size (bigint) is out of the range"},
               {{"put", "sizes", "3", "1", "x", "x"}, 2, "sizes.size (bigint) is not a whole number"}});
   EXPECT_EQ(snapshot(), before);
-  expectRows({{{"add", "sizes", "-2147483648, 9223372036854775807,"}, 0, "1\n"},
+  expectRows({{{"add", "sizes", "-2147483648,9223372036854775807,"}, 0, "1\n"},
               {{"put", "sizes", "2147483647,2147483647,-9223372036854775808,x"}, 0, "wrote"},
               {{"add", "sizes", "1,1,x"}, 1, "no id is left: the next id would pass 2147483647"},
               {{"get", "sizes", "1", "size", "--format", "json"}, 0, "9223372036854775807\n"},
@@ -549,9 +549,9 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
   expectRows({{{"import", "hosts", at("rows.csv")}, 0,
                "3\n4\nimported 2 records into hosts from " + at("rows.csv") +
                    "; 1 row left trailing cells out, filled empty\n"},
-              {{"import", "hosts", at("put.csv"), "--put"}, 2, "line 2: invalid value 'a,b'"}});
+              {{"import", "hosts", at("put.csv"), "--put"}, 2, "line 3: the value ' b ' of hosts.name has blanks"}});
   writeFile("put.csv", "port,id,name\n9,2,ab\n5,78, b \n");
-  expectRows({{{"import", "hosts", at("put.csv"), "--put"}, 0, "2\n78\nimported 2 records into "
+  expectRows({{{"import", "hosts", at("put.csv"), "--put", "--trim"}, 0, "2\n78\nimported 2 records into "
                "hosts from " + at("put.csv") + " (1 added, 1 replaced)\n"}});
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/2")) +
                 readFile(data("hosts/78")),

@@ -1,9 +1,14 @@
 // taldb check: a read-only inspection of the directories and files under a
 // database root, each problem reported with whether repair fixes it.
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "Cli.h"
 #include "table/RecordFormat.h"
@@ -25,17 +30,6 @@ std::vector<std::string> listDirectory(const std::string& path) {
   std::vector<std::string> names;
   readDirectory(path, names);
   return names;
-}
-
-// The number of "|"-separated pieces of the first line of a schema or record
-// file, split as the store splits it; -1 when the file cannot be read.
-long countFields(const std::string& path) {
-  TalDB::LineReader reader;
-  if (reader.read(path.c_str()) != TalDB::LineReader::kRead) return -1;
-  TalDB::RecordFields fields(reader.data());
-  long count = 0;
-  while (fields.next() != nullptr) ++count;
-  return count;
 }
 
 // What a check finding of a leftover or a marked name says; repair decides
@@ -62,8 +56,8 @@ class Inspector {
   Inspector(Context& ctx, const std::string& root) : ctx_(ctx), root_(root) {}
 
   std::vector<std::string> run() {
-    std::vector<std::string> schemas = listDirectory(at(kSchemaDir));
-    std::vector<std::string> directories = listDirectory(at(kDataDir));
+    std::vector<std::string> schemas = entries(kSchemaDir, "schema directory");
+    std::vector<std::string> directories = entries(kDataDir, "data directory");
     for (const std::string& name : schemas) inspectTable(name);
     for (const std::string& name : directories) {
       if (!std::binary_search(schemas.begin(), schemas.end(), name))
@@ -74,6 +68,17 @@ class Inspector {
 
  private:
   std::string at(const std::string& relative) const { return joinPath(root_, relative); }
+
+  // The entries of a directory under the root. One that cannot be read is a
+  // finding of its own, not an empty directory that hides what it holds.
+  std::vector<std::string> entries(const std::string& relative, const char* what) {
+    std::vector<std::string> names;
+    if (!readDirectory(at(relative), names)) {
+      reportUnrepaired(relative, std::string(what) + " cannot be read (" + std::strerror(errno) +
+                                     "), so what it holds is not checked");
+    }
+    return names;
+  }
 
   void report(const std::string& where, const std::string& what) {
     findings_.push_back(where + ": " + what);
@@ -118,7 +123,7 @@ class Inspector {
   void inspectRecords(TalDB::CTable& table, const std::string& data) {
     // A write under way is not a leftover: it is waited for.
     SettledTable settled(table);
-    for (const std::string& name : listDirectory(at(data))) {
+    for (const std::string& name : entries(data, "table directory")) {
       std::string where = joinPath(data, name);
       TalDB::RepairAction action =
           TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
@@ -148,8 +153,18 @@ class Inspector {
                                        : "record name is not an id from 0 to 2147483647 "
                                          "written plainly");
     }
-    // Hosts write values through the library, which checks no type.
+    // The store reads as many fields as there are columns and writes back
+    // only those: an update would drop the rest without a word.
     const std::vector<TalDB::CColumn*>& columns = table.columns();
+    long fields = countFields(at(where)), kept = static_cast<long>(columns.size()) - 1;
+    if (fields > kept) {
+      reportUnrepaired(where, "record has more fields than its table has columns after the first (" +
+                                  std::to_string(fields) + " for " + std::to_string(kept) +
+                                  "): reads see the first " + std::to_string(kept) +
+                                  ", and 'taldb update' refuses it, since the store would write it "
+                                  "back without the rest");
+    }
+    // Hosts write values through the library, which checks no type.
     for (size_t i = 1; i < columns.size(); ++i) {
       std::string value = columns[i]->data() != nullptr ? columns[i]->data() : "";
       Kind kind = kindOf(columns[i]->type());
@@ -178,12 +193,39 @@ class Inspector {
 }  // namespace
 
 bool readDirectory(const std::string& path, std::vector<std::string>& names) {
-  TalDB::CDirIterator dir;
-  if (dir.open(path.c_str()) != 0) return false;
-  while (const struct dirent* entry = dir.read())
+  // Opened with open() and read through fdopendir(), so that what failed is
+  // one call whose errno the caller can report.
+  int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  DIR* dir = fd >= 0 ? fdopendir(fd) : nullptr;
+  if (dir == nullptr) {
+    int error = errno;
+    if (fd >= 0) close(fd);
+    errno = error;
+    return false;
+  }
+  while (const struct dirent* entry = readdir(dir))
     if (!TalDB::IsDotEntry(entry->d_name)) names.push_back(entry->d_name);
+  closedir(dir);
   std::sort(names.begin(), names.end());
   return true;
+}
+
+int directoryError(const std::string& path) {
+  int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return errno;
+  close(fd);
+  return 0;
+}
+
+// The number of "|"-separated pieces of the first line of a schema or record
+// file, split as the store splits it; -1 when the file cannot be read.
+long countFields(const std::string& path) {
+  TalDB::LineReader reader;
+  if (reader.read(path.c_str()) != TalDB::LineReader::kRead) return -1;
+  TalDB::RecordFields fields(reader.data());
+  long count = 0;
+  while (fields.next() != nullptr) ++count;
+  return count;
 }
 
 long longField(const std::string& path) {
@@ -238,6 +280,8 @@ std::vector<std::string> markedNames(const std::string& directory) {
 
 int cmdCheck(Context& ctx) {
   std::string root = ctx.rootPath();
+  std::string unreadable = unreadableRoot(root);
+  if (!unreadable.empty()) throw Failure(unreadable);
   if (!TalDB::IsDirectory(joinPath(root, kSchemaDir).c_str()))
     throw Failure("no database under " + root + " (no tal/schema directory)");
   std::vector<std::string> findings = Inspector(ctx, root).run();

@@ -108,7 +108,9 @@ const char* describeStatus(int status);
 
 // ---- The command line and the context a command runs in.
 
-enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2 };
+// kExitUnprinted: a record was written, but standard output, which was to
+// carry its id or the confirmation, could not be written.
+enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitUnprinted = 3 };
 
 // A command line the tool refuses before the library is called (exit 2).
 struct UsageError : std::runtime_error {
@@ -131,6 +133,7 @@ enum OptionBit : unsigned {
   kOptNoHeader = 1u << 6,  // taken by every command that takes --format
   kOptPut = 1u << 7,  // --put, and import's other options
   kOptDumpFormats = 1u << 8,  // --format ini and sql, with kOptFormat
+  kOptTrim = 1u << 10,        // --trim: values stored without the blanks at their ends
 };
 
 struct Options {
@@ -145,6 +148,7 @@ struct Options {
   bool dryRun = false;
   bool put = false;
   bool batchCheck = false;  // import: check each batch as it is written
+  bool trim = false;          // add, put, update, import: blanks at a value's ends are dropped
   std::string fromLine;     // import: the first line of the file to write
   std::string formatName;
   Format format = Format::Table;
@@ -177,6 +181,11 @@ class Context {
   std::string arg(size_t index) const;
   LibraryLog& log() { return log_; }
   TalDB::CTalDatabase& db() { return db_; }
+  // What a command wrote to the store, said the way the tool reports it when
+  // standard output then cannot be written ("add hosts x,1: the record was
+  // written under id 5"); the last said counts.
+  void wrote(const std::string& what) { written_ = what; }
+  const std::string& written() const { return written_; }
 
   // The database root from --root, --config or TALDB_ROOT; a UsageError when
   // none is given.
@@ -203,6 +212,7 @@ class Context {
   std::ostream silent_{nullptr};  // a stream without a buffer drops what it is given
   LibraryLog log_;
   TalDB::CTalDatabase db_;
+  std::string written_;
 };
 
 // Holds a table directory still while the tool reads it or checks what a
@@ -232,9 +242,13 @@ void checkRecordName(const std::string& name);
 // A value is stored between "|" separators on one line and given to the store
 // in comma-separated text: it must not contain "|", "," or a line feed.
 void checkValue(const std::string& value);
+// A value a record file holds between "|" separators: no "|" nor line feed.
+// A comma it may hold; the tool then writes the record through its columns.
+void checkFieldValue(const std::string& value);
 
-// The values of a record: one comma-separated argument, or one argument per
-// value (which then must not hold a comma). Every value is checked.
+// The values of a record: one argument read as a line of CSV (a cell that
+// holds a comma is quoted: '"1 Main St, Springfield",80'), or one argument
+// per value, taken whole. Each is checked with checkFieldValue.
 std::vector<std::string> splitValues(const std::vector<std::string>& args);
 // The values of a record text as the store splits and trims them (a trailing
 // comma adds no value).
@@ -252,10 +266,17 @@ int parseRecordId(const std::string& given);
 // A whole number for an option such as --id.
 int parseInteger(const std::string& text, const char* what);
 
-// Assignments "column=value", in one or several arguments, comma-separated.
-// Each needs an "=" and a column name, and its value is checked, so a comma
-// inside a value is refused instead of silently becoming another assignment.
-std::string parseAssignments(const std::vector<std::string>& args);
+// One assignment of an update: the text given ("port = 80"), the column it
+// names (white space removed, as the store reads names) and the value after
+// the first "=", as given.
+struct Assignment {
+  std::string given, column, value;
+};
+// Assignments "column=value" in one or several arguments, each read as a line
+// of CSV, so an assignment whose value holds a comma is quoted whole, as CSV
+// quotes a cell: '"address=1 Main St, Springfield",port=80'. Each needs an
+// "=" and a column name, and its value is checked with checkFieldValue.
+std::vector<Assignment> parseAssignments(const std::vector<std::string>& args);
 
 // A column specification for add-table: at least one item, each NAME(TYPE)
 // with a type of the store (int, bigint, varchar), no name twice, and no
@@ -369,8 +390,17 @@ std::string unreadableRecord(TalDB::CTable& table, const std::string& path, int 
 // whole (0 for the second column), or -1.
 long longField(const std::string& path);
 // The entries of a directory, "." and ".." left out, sorted; false when it
-// cannot be opened.
+// cannot be opened, errno then saying why.
 bool readDirectory(const std::string& path, std::vector<std::string>& names);
+// 0 when the directory at path can be opened, else the errno of the open.
+int directoryError(const std::string& path);
+// Why the database under root cannot be read (its schema directory exists
+// but cannot be opened, or the root is no directory), or "" when it can be,
+// or there is none.
+std::string unreadableRoot(const std::string& root);
+// The number of "|"-separated fields of the first line of a schema or record
+// file, split as the store splits it; -1 when the file cannot be read.
+long countFields(const std::string& path);
 std::vector<std::string> columnNames(const TalDB::CTable& table);
 std::vector<std::string> currentValues(const TalDB::CTable& table);
 

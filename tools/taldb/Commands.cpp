@@ -13,6 +13,7 @@
 #include "table/RecordFormat.h"
 #include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
+#include "Values.h"
 
 namespace taldb_cli {
 
@@ -71,20 +72,16 @@ void refuseLongValue(Context& ctx, const CTable& table, const std::string& name)
                 "check'");
 }
 
-// The columns an assignment list sets, with the values the store makes of
-// them (the last assignment to a column wins).
-std::vector<std::pair<std::string, std::string>> assignedValues(const std::string& text) {
-  std::vector<std::pair<std::string, std::string>> assigned;
-  std::string copy = text;
-  TalDB::TermList terms(&copy[0]);
-  char *name, *value;
-  while (terms.next(&name, &value)) {
-    if (name == nullptr || value == nullptr) continue;
-    auto same = [&](const auto& entry) { return entry.first == name; };
-    assigned.erase(std::remove_if(assigned.begin(), assigned.end(), same), assigned.end());
-    assigned.push_back({name, value});
-  }
-  return assigned;
+// The store reads as many fields as the table has columns and writes back only
+// those: a record holding more is not updated, rather than cut without a word.
+void refuseExtraFields(Context& ctx, const CTable& table, const std::string& name) {
+  long fields = countFields(joinPath(table.path(), name));
+  long kept = static_cast<long>(table.columns().size()) - 1;
+  if (fields <= kept) return;
+  throw Failure(action(ctx) + ": record " + name + " of " + table.name() + " holds " +
+                std::to_string(fields) + " fields where the table has " + std::to_string(kept) +
+                " columns after the first, and an update would write it back without the rest; "
+                "see 'taldb check'");
 }
 
 // The records as a listing shows them, so that counts and listings agree.
@@ -173,6 +170,8 @@ int cmdCreate(Context& ctx) {
 
   int status = ctx.openRoot();
   std::string root = ctx.db().path();
+  std::string unreadable = status == 10 ? unreadableRoot(root) : "";
+  if (!unreadable.empty()) throw Failure("create: " + unreadable);
   if (status != 10) throw Failure("create: a database exists already under " + root);
   status = ctx.db().Create(description.c_str(), id,
                            options.host.empty() ? nullptr : options.host.c_str());
@@ -212,8 +211,10 @@ int cmdTables(Context& ctx) {
                   << " not a readable record and not counted; see 'taldb list " << table->name()
                   << "'\n";
       }
-    } catch (const Failure&) {
-      unreadable += std::string(" ") + table->name();
+    } catch (const Failure& failure) {
+      // Its message ends with the reason the directory could not be opened.
+      std::string why = failure.what();
+      unreadable += std::string(" ") + table->name() + " (" + why.substr(why.rfind(": ") + 2) + ")";
     }
     rows.rows.push_back({table->name(), std::to_string(table->columns().size()), count});
   }
@@ -297,36 +298,39 @@ int cmdCount(Context& ctx) {
 }
 
 int cmdAdd(Context& ctx) {
-  std::string text = recordText(splitValues(argsFrom(ctx, 1)));
+  std::vector<std::string> given = splitValues(argsFrom(ctx, 1));
   CTable& table = tableToWrite(ctx);
-  checkRecordValues(table, text, false);
-  checkRecordTypes(table, text, false);
+  std::vector<std::string> values = recordValues(table, given, false, ctx.options().trim);
   int id = 0;
-  // The store counts ids in 32 unsigned bits and names the file by the int:
-  // past the largest id it would write a negative name. With the limit it
-  // refuses instead, under the same lock as its scan for the largest id.
-  int status = table.addRecord(text.c_str(), &id, kLargestId);
-  if (status == 15) {
-    throw Failure(action(ctx) + ": no id is left: the next id would pass " +
-                  std::to_string(kLargestId) +
-                  " (a record of that id, or a negative or larger name, is in the table; see "
-                  "'taldb check'); write the record under a free id with 'put'");
+  if (std::any_of(values.begin(), values.end(), holdsComma)) {
+    values.insert(values.begin(), "");
+    id = writeThroughColumns(ctx, table, values, true, action(ctx));
+  } else {
+    // The store counts ids in 32 unsigned bits and names the file by the int:
+    // past the largest id it would write a negative name. With the limit it
+    // refuses instead, under the same lock as its scan for the largest id.
+    int status = table.addRecord(recordText(values).c_str(), &id, kLargestId);
+    if (status == 15) throw Failure(noIdLeft(action(ctx)));
+    // A write the store acknowledged is on disk: nothing is read back.
+    ctx.require(status, action(ctx));
   }
-  // A write the store acknowledged is on disk: nothing is read back.
-  ctx.require(status, action(ctx));
+  ctx.wrote(action(ctx) + ": the record was written under id " + std::to_string(id));
   ctx.out() << id << "\n";
   return kExitOk;
 }
 
 int cmdPut(Context& ctx) {
-  std::vector<std::string> values = splitValues(argsFrom(ctx, 1));
-  values.front() = std::to_string(parseRecordId(values.front()));
+  std::vector<std::string> given = splitValues(argsFrom(ctx, 1));
+  given.front() = std::to_string(parseRecordId(given.front()));
   CTable& table = tableToWrite(ctx);
-  checkRecordValues(table, recordText(values), true);
-  checkRecordTypes(table, recordText(values), true);
+  std::vector<std::string> values = recordValues(table, given, true, ctx.options().trim);
   bool replaced = recordFileExists(table, values.front());
   if (replaced) requireRecord(ctx, table, values.front());
-  ctx.require(table.addRecord(recordText(values).c_str(), nullptr, 0), action(ctx));
+  if (std::any_of(values.begin(), values.end(), holdsComma))
+    writeThroughColumns(ctx, table, values, false, action(ctx));
+  else
+    ctx.require(table.addRecord(recordText(values).c_str(), nullptr, 0), action(ctx));
+  ctx.wrote(action(ctx) + ": record " + values.front() + " of " + table.name() + " was written");
   ctx.note() << "wrote record " << values.front() << " of " << table.name()
              << (replaced ? " (replaced the earlier one)" : "") << "\n";
   return kExitOk;
@@ -340,42 +344,48 @@ std::string currentValue(CTable& table, const std::string& column) {
   return found != nullptr && found->data() != nullptr ? found->data() : "";
 }
 
-// The columns whose value an acknowledged update changed: the store wrote the
-// assigned values, so what it wrote is known without reading it back.
-std::string changedColumns(const std::vector<std::pair<std::string, std::string>>& before,
-                           const std::string& assignments) {
-  std::string changed;
-  for (const auto& entry : assignedValues(assignments)) {
-    for (const auto& old : before)
-      if (old.first == entry.first && old.second != entry.second)
-        changed += (changed.empty() ? "" : ", ") + old.first;
-  }
-  return changed;
+// The assignment list the store's updateRecord takes.
+std::string assignmentText(const std::vector<std::pair<std::string, std::string>>& assigned) {
+  std::vector<std::string> terms;
+  for (const auto& entry : assigned) terms.push_back(entry.first + "=" + entry.second);
+  return joinValues(terms);
 }
 
 }  // namespace
 
 int cmdUpdate(Context& ctx) {
-  std::string assignments = parseAssignments(argsFrom(ctx, 2));
+  std::vector<Assignment> given = parseAssignments(argsFrom(ctx, 2));
   checkRecordName(ctx.arg(1));
-  checkTerms(ctx.table(ctx.arg(0)), assignments, "assignment");
+  std::vector<std::pair<std::string, std::string>> assigned =
+      assignedValues(ctx.table(ctx.arg(0)), given, ctx.options().trim);
   std::string name;
   CTable& table = tableToWrite(ctx);
-  std::vector<std::pair<std::string, std::string>> before;
+  std::vector<std::string> before;
   {
     SettledTable settled(table);
     namedRecord(ctx, name);
     refuseLongValue(ctx, table, name);
+    refuseExtraFields(ctx, table, name);
     ctx.require(table.readRecord(name.c_str()), action(ctx));
-    for (const auto& entry : assignedValues(assignments))
-      before.push_back({entry.first, currentValue(table, entry.first)});
+    for (const auto& entry : assigned) before.push_back(currentValue(table, entry.first));
   }
-  // A record deleted by another process since it was read is not there to
-  // update, and that is what the store's 7 says.
-  int status = table.updateRecord(name.c_str(), assignments.c_str());
-  if (status == 7) throw Failure(action(ctx) + ": no such record");
-  ctx.require(status, action(ctx));
-  std::string changed = changedColumns(before, assignments);
+  bool comma = std::any_of(assigned.begin(), assigned.end(),
+                           [](const auto& entry) { return holdsComma(entry.second); });
+  if (comma) {
+    updateThroughColumns(ctx, table, name, assigned, action(ctx));
+  } else {
+    // A record deleted by another process since it was read is not there to
+    // update, and that is what the store's 7 says.
+    int status = table.updateRecord(name.c_str(), assignmentText(assigned).c_str());
+    if (status == 7) throw Failure(action(ctx) + ": no such record");
+    ctx.require(status, action(ctx));
+  }
+  // The store wrote the assigned values, so what it wrote is known without
+  // reading it back.
+  std::string changed;
+  for (size_t i = 0; i < assigned.size(); ++i)
+    if (before[i] != assigned[i].second) changed += (changed.empty() ? "" : ", ") + assigned[i].first;
+  ctx.wrote(action(ctx) + ": record " + name + " of " + table.name() + " was updated");
   ctx.note() << "updated record " << name << " of " << table.name()
              << (changed.empty() ? " (no value changed)" : " (changed: " + changed + ")") << "\n";
   return kExitOk;
@@ -480,11 +490,13 @@ void addTableWithBigint(Context& ctx, const std::string& name, const ColumnSpec&
   std::string path = std::string(tmp != nullptr && *tmp ? tmp : "/tmp") + "/taldb-table-XXXXXX";
   int fd = mkstemp(&path[0]);
   std::string text = "[" + name + "]\nschema = " + spec.schemaLine + "\n";
-  bool written = fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  ssize_t got = fd >= 0 ? write(fd, text.data(), text.size()) : -1;
+  std::string why = got < 0 ? std::strerror(errno) : "only part of it was written";
+  bool written = got == static_cast<ssize_t>(text.size());
   if (fd >= 0) close(fd);
   int status = written ? ctx.db().CheckAddTable(name.c_str(), path.c_str()) : -1;
   if (fd >= 0) unlink(path.c_str());
-  if (!written) throw Failure(action(ctx) + ": cannot write a temporary file " + path);
+  if (!written) throw Failure(action(ctx) + ": cannot write a temporary file " + path + ": " + why);
   ctx.require(status, action(ctx));
 }
 
@@ -509,8 +521,24 @@ int cmdAddTable(Context& ctx) {
   return kExitOk;
 }
 
+namespace {
+
+// The store counts the records of a directory it cannot read as -1 and calls
+// such a table not empty: the tool says what it is.
+void requireReadableDirectory(const std::string& what, const CTable& table) {
+  int error = directoryError(table.path());
+  if (error == 0) return;
+  throw Failure(what + ": the directory of table " + table.name() + ", " + table.path() +
+                ", cannot be read: " + std::strerror(error) +
+                (error == ENOENT ? "; 'taldb repair' makes it" : ""));
+}
+
+}  // namespace
+
 int cmdDropTable(Context& ctx) {
-  std::string name = ctx.table(ctx.arg(0)).name();
+  CTable& table = ctx.table(ctx.arg(0));
+  std::string name = table.name();
+  requireReadableDirectory(action(ctx), table);
   ctx.require(ctx.db().DropTable(name.c_str()), action(ctx));
   ctx.note() << "dropped table " << name << "\n";
   return kExitOk;
@@ -553,7 +581,30 @@ int cmdDrop(Context& ctx) {
                << ctx.log().explain(status) << "); dropping it all the same\n";
   }
   ctx.log().clear();
-  ctx.require(ctx.db().drop(), "drop");
+  // The store's clear passes over a file it cannot remove, and its drop then
+  // finds the table not empty, whatever the reason was. What it left is
+  // removed here, so that the reason is this removal's errno, and the drop
+  // goes on when it was only a passing failure.
+  for (int attempt = 0;; ++attempt) {
+    status = ctx.db().drop();
+    if (status == 0 || ctx.db().tables().empty() || attempt == 3) break;
+    CTable& stuck = *ctx.db().tables().front();
+    std::string what = "drop: stopped at table " + std::string(stuck.name()) +
+                       " (the tables before it are dropped)";
+    requireReadableDirectory(what, stuck);
+    if (status != 14) break;
+    TalDB::DirLock lock;
+    lock.lockPath(stuck.path());
+    std::vector<std::string> left;
+    readDirectory(stuck.path(), left);
+    for (const std::string& name : left) {
+      std::string path = joinPath(stuck.path(), name);
+      if (unlink(path.c_str()) != 0 && errno != ENOENT)
+        throw Failure(what + ": cannot remove " + path + ": " + std::strerror(errno));
+    }
+    ctx.log().clear();
+  }
+  ctx.require(status, "drop");
   ctx.note() << "dropped the database under " << root << "\n";
   return kExitOk;
 }
@@ -566,7 +617,8 @@ std::string recoverStop(Context& ctx, int status) {
   for (const CTable* table : ctx.db().tables()) {
     if (!TalDB::IsDirectory(table->path())) {
       return "recover: stopped at table " + std::string(table->name()) + ": its directory " +
-             table->path() + " cannot be opened (status " + std::to_string(status) +
+             table->path() + " cannot be opened (status " + std::to_string(status) + ": " +
+             std::strerror(directoryError(table->path())) +
              "); the tables after it were not recovered; run 'taldb check'";
     }
   }

@@ -1,7 +1,12 @@
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "Cli.h"
 #include "gux.h"
+#include "util/Path.h"
 
 namespace taldb_cli {
 
@@ -29,6 +34,15 @@ int Context::openRoot() {
   log_.clear();
   int status;
   if (!options_.config.empty()) {
+    // The library reads a file it cannot open as one without a root.
+    if (access(options_.config.c_str(), R_OK) != 0) {
+      int error = errno;
+      throw Failure((error == ENOENT ? "the configuration file " + options_.config +
+                                           " given with --config does not exist"
+                                     : "cannot read the configuration file " + options_.config +
+                                           " given with --config") +
+                    " (" + std::strerror(error) + ")");
+    }
     _kwConfigClass config(options_.config.c_str());
     status = db_.open(&config);
   } else {
@@ -44,6 +58,8 @@ void Context::openDatabase() {
   if (db_.isOpened()) return;
   int status = openRoot();
   if (status == 10) {
+    std::string unreadable = unreadableRoot(db_.path());
+    if (!unreadable.empty()) throw Failure(unreadable);
     throw Failure("no database under " + std::string(db_.path()) +
                   " (no tal/schema directory); create one with 'taldb create DESCRIPTION.ini'");
   }
@@ -60,6 +76,15 @@ TalDB::CTable& Context::table(const std::string& name) {
   TalDB::CTable* table = db_.GetTable(name.c_str());
   if (table == nullptr) throw Failure("no table " + quoted(name) + " under " + db_.path());
   return *table;
+}
+
+std::string unreadableRoot(const std::string& root) {
+  // The library's open says 10 both when there is no schema directory and when
+  // it cannot be read; only the first is a root without a database.
+  std::string schema = joinPath(root, TalDB::kSchemaDir);
+  int error = directoryError(schema);
+  if (error == 0 || error == ENOENT) return "";
+  return "cannot read the database under " + root + ": " + schema + ": " + std::strerror(error);
 }
 
 void Context::require(int status, const std::string& action) {

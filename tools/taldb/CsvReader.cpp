@@ -1,5 +1,8 @@
 #include "CsvReader.h"
 
+#include <algorithm>
+#include <sstream>
+
 #include "Cli.h"
 
 namespace taldb_cli {
@@ -74,6 +77,23 @@ const CsvRow* CsvReader::next() {
       return &row_;
     }
     if (c != ',') refuse("text after the closing quote of a cell");
+  }
+}
+
+std::vector<std::string> csvLine(const std::string& text, const std::string& what) {
+  std::istringstream in(text);
+  std::string source = what + " " + quoted(text);
+  CsvReader reader(in, source);
+  try {
+    const CsvRow* row = reader.next();
+    return row != nullptr ? row->cells : std::vector<std::string>{""};
+  } catch (const UsageError& error) {
+    // The reader names a line of a file; an argument is one line.
+    std::string problem = std::string(error.what()).substr(source.size());
+    problem = problem.substr(std::min(problem.size(), problem.find(": ") + 2));
+    throw UsageError("invalid " + source + ": " + problem +
+                     "; quote a cell that holds ',' or '\"' as CSV does, doubling a '\"' "
+                     "inside: '\"1 Main St, Springfield\"'");
   }
 }
 

@@ -41,6 +41,11 @@ class CsvReader {
   CsvRow row_;
 };
 
+// The cells of one line of text read as a row of CSV, for values given on the
+// command line: an empty line is one empty cell. A mistake is a UsageError
+// that begins "invalid WHAT". The text must hold no line feed.
+std::vector<std::string> csvLine(const std::string& text, const std::string& what);
+
 }  // namespace taldb_cli
 
 #endif  // TALDB_TOOL_CSVREADER_H

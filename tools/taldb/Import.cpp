@@ -19,6 +19,7 @@
 #include "Cli.h"
 #include "CsvReader.h"
 #include "TypedValue.h"
+#include "Values.h"
 #include "util/Path.h"
 
 namespace taldb_cli {
@@ -97,7 +98,10 @@ class Input {
     char buffer[1 << 16];
     while (ctx_.in().read(buffer, sizeof buffer) || ctx_.in().gcount() > 0)
       copy.write(buffer, ctx_.in().gcount());
-    if (!copy.flush()) throw Failure("import: cannot keep standard input in " + spooled_);
+    if (!copy.flush()) {
+      throw Failure("import: cannot keep standard input in " + spooled_ + ": " +
+                    std::strerror(errno));
+    }
     open(spooled_);
   }
 
@@ -153,7 +157,7 @@ class Importer {
     readHeader(reader);
     while (const CsvRow* row = reader.next()) {
       if (row->line < fromLine_) continue;
-      textOf(*row);
+      valuesOf(*row);
       ++rows;
     }
     return rows;
@@ -171,20 +175,35 @@ class Importer {
     std::vector<size_t> lines;
     while (const CsvRow* row = reader.next()) {
       if (row->line < fromLine_) continue;
+      std::vector<std::string> values;
       try {
-        texts.push_back(textOf(*row));
+        values = valuesOf(*row);
       } catch (const UsageError& error) {
         // Met only without the check of the whole file first.
         if (checkedAll) throw;
         stop(error.what());
       }
-      lines.push_back(row->line);
-      if (put_) names.push_back(texts.back().substr(0, texts.back().find(',')));
-      if (texts.size() == kBatchRows || (put_ && repeats(names))) writeBatch(texts, lines, names);
+      if (std::any_of(values.begin(), values.end(), holdsComma)) {
+        // No record text carries a comma: the row is written alone, through
+        // the columns, once the rows before it are written, so that a later
+        // row of the same id still replaces an earlier one.
+        while (!texts.empty()) writeBatch(texts, lines, names);
+        writeAlone(values, row->line);
+      } else {
+        texts.push_back(recordText({values.begin() + (put_ ? 0 : 1), values.end()}));
+        lines.push_back(row->line);
+        if (put_) names.push_back(values[0]);
+        if (texts.size() == kBatchRows || (put_ && repeats(names))) writeBatch(texts, lines, names);
+      }
       if (g_interrupted) stop("interrupted");
     }
     writeBatch(texts, lines, names);
     if (progress_) ctx_.err() << "\r\033[K";
+    if (written_ > 0) {
+      ctx_.wrote("import " + std::string(table_.name()) + " (" + source_ + "): " +
+                 plural(written_, "record was", "records were") + " written, the last from line " +
+                 thousands(lastLine_) + "; 'taldb list " + table_.name() + "' shows their ids");
+    }
     ctx_.note() << "imported " << plural(written_, "record", "records") << " into " << table_.name()
                 << " from " << source_
                 << (put_ ? " (" + std::to_string(added_) + " added, " + std::to_string(replaced_) +
@@ -204,9 +223,10 @@ class Importer {
     map_ = headerColumns(*header, columns_, put_, source_);
   }
 
-  // The record text of a row, in schema order (its id first with --put),
-  // every value checked as add and put check it.
-  std::string textOf(const CsvRow& row) {
+  // The values of a row, one per column in schema order (the first empty
+  // unless --put keeps the ids), as they will be stored, every one checked as
+  // add and put check it.
+  std::vector<std::string> valuesOf(const CsvRow& row) {
     try {
       if (row.cells.size() > map_.size()) {
         throw UsageError(plural(row.cells.size(), "cell", "cells") + " where the header has " +
@@ -217,17 +237,33 @@ class Importer {
       filled_ += row.cells.size() < map_.size();
       std::vector<std::string> values(columns_.size());
       for (size_t i = 0; i < row.cells.size(); ++i) {
-        checkValue(row.cells[i]);
+        checkFieldValue(row.cells[i]);
         values[map_[i]] = row.cells[i];
       }
       if (put_) values[0] = std::to_string(parseRecordId(values[0]));
-      std::string text = recordText({values.begin() + (put_ ? 0 : 1), values.end()});
-      checkRecordValues(table_, text, put_);
-      checkRecordTypes(table_, text, put_);
-      return text;
+      std::vector<std::string> stored = recordValues(
+          table_, {values.begin() + (put_ ? 0 : 1), values.end()}, put_, ctx_.options().trim);
+      if (!put_) stored.insert(stored.begin(), "");
+      return stored;
     } catch (const UsageError& error) {
       throw UsageError(source_ + " line " + std::to_string(row.line) + ": " + error.what());
     }
+  }
+
+  // One row written through the columns, on disk before its id is printed.
+  void writeAlone(const std::vector<std::string>& values, size_t line) {
+    if (put_) ++(pathExists(joinPath(table_.path(), values[0])) ? replaced_ : added_);
+    int id = 0;
+    try {
+      id = writeThroughColumns(ctx_, table_, values, !put_, "line " + std::to_string(line));
+    } catch (const Failure& failure) {
+      stop(failure.what());
+    }
+    ctx_.out() << id << "\n";
+    ctx_.out().flush();
+    ++written_;
+    lastLine_ = line;
+    showProgress();
   }
 
   // Whether the last id of the batch is in it already: the batch is written

@@ -2,6 +2,8 @@
 // and how it reads a table directory entry by entry, so that what it prints
 // and counts is what the store can read back whole.
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "Cli.h"
 #include "database/SectionList.h"
@@ -161,7 +163,8 @@ Listing readRecords(Context& ctx, CTable& table, const char* condition) {
   std::vector<std::string> names;
   if (!readDirectory(table.path(), names)) {
     throw Failure(std::string("list ") + table.name() +
-                  ": failed (status 7): cannot open the table directory " + table.path());
+                  ": failed (status 7): cannot open the table directory " + table.path() + ": " +
+                  std::strerror(errno));
   }
   Listing listing;
   listing.rows.header = columnNames(table);

@@ -57,25 +57,31 @@ const Command kCommands[] = {
      "Counted as 'list' shows them; the entries it skips are named on standard error.\n", 1, 1,
      kOptRoot, cmdCount},
     {"add", "TABLE VALUES", "add a record under the next free id and print the id",
-     "VALUES are the columns after the first, in schema order: one comma-separated\n"
-     "argument ('web01,8080') or one argument each (web01 8080). A value must not contain\n"
-     "'|', ',' or a line feed, nor be longer than 2047 bytes; the number of values must\n"
-     "match the schema. A value of an int or bigint column is a whole number as it prints:\n"
+     "VALUES are the columns after the first, in schema order: one argument read as a line\n"
+     "of CSV ('web01,8080'; a value holding ',' or '\"' is quoted as CSV quotes it, doubling\n"
+     "a '\"' inside: '\"1 Main St, Springfield\",8080'), or one argument each, taken whole\n"
+     "(web01 8080). A value must not contain '|' or a line feed, nor be longer than 2047\n"
+     "bytes; the number of values must match the schema. The store drops blanks at the\n"
+     "ends of a value: such a value is refused with exit status 2, naming its column,\n"
+     "unless --trim asks for it to be stored trimmed. A value of an int or bigint column is a whole number as it prints:\n"
      "an optional '-' and digits, no '+', no leading zero, no '-0', within the type's\n"
      "range (32 or 64 bits), never empty; anything else is refused with exit status 2.\n"
      "Put '--' before values that begin with '-'. When the next id would pass 2147483647\n"
      "add fails and writes nothing; 'put' writes under a free id.\n",
-     2, kMany, kOptRoot, cmdAdd},
+     2, kMany, kOptRoot | kOptTrim, cmdAdd},
     {"put", "TABLE ID,VALUES", "write a record under a given id, replacing any record of that id",
      "ID is a whole number from 0 to 2147483647, followed by the values of the other\n"
      "columns, given and checked as for 'add'.\n",
-     2, kMany, kOptRoot, cmdPut},
+     2, kMany, kOptRoot | kOptTrim, cmdPut},
     {"update", "TABLE ID COLUMN=VALUE[,...]", "change columns of a record",
      "The first column is the record's name and cannot be updated; every column must be\n"
      "one of the table's, and a value of an int or bigint column a whole number as for\n"
-     "'add'. Prints the columns whose stored value changed. A record holding a value\n"
-     "longer than 2047 bytes is not updated: it would be written back cut.\n",
-     3, kMany, kOptRoot, cmdUpdate},
+     "'add'. Each argument is read as a line of CSV, so an assignment whose value holds ','\n"
+     "or '\"' is quoted whole: '\"address=1 Main St, Springfield\",port=80'. Blanks at the\n"
+     "ends of a value are refused unless --trim, as for 'add'. Prints the columns whose\n"
+     "stored value changed. A record holding a value longer than 2047 bytes, or more fields\n"
+     "than the table has columns, is not updated: it would be written back cut.\n",
+     3, kMany, kOptRoot | kOptTrim, cmdUpdate},
     {"delete", "TABLE ID", "delete a record",
      "Exit status 1 when the record file is still there afterwards.\n", 2, 2, kOptRoot, cmdDelete},
     {"seed", "TABLE FILE.ini", "add the records rec_1, rec_2, ... of the table's section in FILE",
@@ -95,7 +101,8 @@ const Command kCommands[] = {
      "Recovery stops at a table without a directory and names it.\n", 0, 0, kOptRoot, cmdRecover},
     {"check", "", "report problems on disk without changing anything",
      "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
-     "read, have too few fields or hold a value longer than 2047 bytes, record names that\n"
+     "read, have too few or too many fields or hold a value longer than 2047 bytes, table\n"
+     "directories that cannot be read, record names that\n"
      "are not ids (negative ones among them), values that do not fit their column's type\n"
      "(as 'add' checks it), schema files that do not load whole, and table directories\n"
      "and schema files without each other, and says of each whether 'taldb repair' fixes\n"
@@ -116,8 +123,9 @@ const Command kCommands[] = {
      "next free id and the ids are printed; the header may name the first column only with\n"
      "--put, which keeps its values (0 to 2147483647) as the records' ids, replacing records\n"
      "of the same id, so that running the same --put import again is safe. Cells may be\n"
-     "quoted as CSV output quotes them; a UTF-8 byte-order mark, \"\\r\\n\" line ends and blank\n"
-     "lines are taken as spreadsheets write them.\n"
+     "quoted as CSV output quotes them, and a quoted cell may hold ','; a cell with blanks\n"
+     "at its ends is refused unless --trim, as for 'add'. A UTF-8 byte-order mark,\n"
+     "\"\\r\\n\" line ends and blank lines are taken as spreadsheets write them.\n"
      "Every row is checked before the first is written; a problem names its line and\n"
      "writes nothing. --batch-check reads the file once and checks each batch as it goes:\n"
      "a problem then ends the import with the rows before its batch written.\n"
@@ -125,7 +133,7 @@ const Command kCommands[] = {
      "terminal a progress line shows on standard error (not with -q). An import that fails\n"
      "or is interrupted says how many rows were written and the line of the last;\n"
      "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
-     2, 2, kOptRoot | kOptPut, cmdImport},
+     2, 2, kOptRoot | kOptPut | kOptTrim, cmdImport},
     {"dump", "[TABLE]", "every record of one table or of all tables",
      "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
      "the tables are the keys of one object. --format ini writes a description file that\n"
@@ -164,12 +172,15 @@ void printToolHelp(std::ostream& out) {
          "  --format F      table (default), csv or json, for commands that print rows;\n"
          "                  dump also takes ini (a backup) and sql\n"
          "  --no-header     rows without the header line of table and csv\n"
+         "  --trim          add, put, update, import: store values without the blanks at\n"
+         "                  their ends, which the store drops, rather than refuse them\n"
          "  -q, --quiet     print nothing on success but the data asked for\n"
          "  -v, --verbose   pass the library's log lines to standard error\n"
          "  -h, --help      this text, or a command's own with COMMAND --help\n"
          "  -V, --version   the tool's version\n\n"
          "Exit status: 0 success, 1 failure (the library's status and message on standard\n"
-         "error), 2 usage error. Try 'taldb demo' for a tour.\n";
+         "error), 2 usage error, 3 a record was written (the message says under which id)\n"
+         "but standard output could not be written. Try 'taldb demo' for a tour.\n";
 }
 
 void printCommandHelp(std::ostream& out, const Command& command) {
@@ -212,6 +223,7 @@ const OptionSpec kOptionSpecs[] = {
     {nullptr, "--put", nullptr, &Options::put, kOptPut},
     {nullptr, "--from-line", &Options::fromLine, nullptr, kOptPut},
     {nullptr, "--batch-check", nullptr, &Options::batchCheck, kOptPut},
+    {nullptr, "--trim", nullptr, &Options::trim, kOptTrim},
 };
 
 // Takes the option argv[index], with its value from "--name VALUE" (index
@@ -268,9 +280,10 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
 }
 
 // How a usage error names the options of each OptionBit, in bit order.
-const char* const kOptionNames[] = {"--root or --config", "--format",      "--yes",
-                                    "--id or --host",     "--description", "--dry-run",
-                                    "--no-header",        "--put"};
+const char* const kOptionNames[] = {
+    "--root or --config", "--format",    "--yes", "--id or --host",        "--description",
+    "--dry-run",          "--no-header", "--put", "--format ini or sql", "--allow-partial",
+    "--trim"};
 
 void checkUsage(const Command& command, const Options& options) {
   // Whatever prints rows can print them without their header.
@@ -293,7 +306,7 @@ void checkUsage(const Command& command, const Options& options) {
 // Parses and runs one command line. hint is set to the help to point at
 // after a usage error, once the command is known.
 int run(const std::vector<std::string>& argv, std::ostream& out, std::ostream& err,
-        std::istream& in, std::string& hint) {
+        std::istream& in, std::string& hint, std::string& written) {
   Options options = parseCommandLine(argv);
   if (options.version) {
     out << "taldb " << TALDB_VERSION << "\n";
@@ -318,15 +331,26 @@ int run(const std::vector<std::string>& argv, std::ostream& out, std::ostream& e
   }
   checkUsage(*command, options);
   Context ctx(options, out, err, in);
-  return command->run(ctx);
+  int status = command->run(ctx);
+  written = ctx.written();
+  return status;
 }
 
 // Output that could not be written (a full disk) makes the run a failure
 // with a message. A reader that closed the pipe early (EPIPE: "| head") has
-// had what it wanted; the run still fails, quietly.
-int checkWritten(std::ostream& out, std::ostream& err, int status) {
+// had what it wanted; the run still fails, quietly. A record written all the
+// same is said to be written, whatever stopped the output, with a status of
+// its own, so that nobody writes it a second time thinking it failed.
+int checkWritten(std::ostream& out, std::ostream& err, int status, const std::string& written) {
   errno = 0;
   if (out.flush()) return status;
+  int error = errno;
+  if (status == kExitOk && !written.empty()) {
+    err << "taldb: " << written << ", but standard output could not be written"
+        << (error != 0 ? std::string(": ") + std::strerror(error) : std::string()) << "\n";
+    return kExitUnprinted;
+  }
+  errno = error;
   if (errno != EPIPE) {
     err << "taldb: cannot write the output"
         << (errno != 0 ? std::string(": ") + std::strerror(errno) : std::string()) << "\n";
@@ -339,10 +363,10 @@ int checkWritten(std::ostream& out, std::ostream& err, int status) {
 int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
             std::istream* in) {
   // What was printed comes before the message that ends the run.
-  std::string hint = "taldb --help";
+  std::string hint = "taldb --help", written;
   int status;
   try {
-    status = run(args, out, err, in != nullptr ? *in : std::cin, hint);
+    status = run(args, out, err, in != nullptr ? *in : std::cin, hint, written);
   } catch (const UsageError& error) {
     out.flush();
     err << "taldb: " << error.what() << "\nTry '" << hint << "'.\n";
@@ -352,7 +376,7 @@ int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostrea
     err << "taldb: " << error.what() << "\n";
     status = kExitFailed;
   }
-  return checkWritten(out, err, status);
+  return checkWritten(out, err, status, written);
 }
 
 }  // namespace taldb_cli

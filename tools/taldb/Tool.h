@@ -13,7 +13,8 @@
 namespace taldb_cli {
 
 // args are the arguments after the program name. Returns 0 on success, 1 on
-// a failure and 2 on a usage error; never throws. in is what an input file
+// a failure, 2 on a usage error and 3 when a record was written but standard
+// output could not be written; never throws. in is what an input file
 // named "-" reads: standard input unless a test gives its own text.
 int RunTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
             std::istream* in = nullptr);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "Cli.h"
+#include "CsvReader.h"
 #include "column/TypeWords.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
@@ -64,9 +65,28 @@ void checkValue(const std::string& value) {
   }
 }
 
+void checkFieldValue(const std::string& value) {
+  if (value.find_first_of("|\n") != std::string::npos) {
+    throw UsageError("invalid value " + quoted(value) +
+                     ": a value must not contain '|' or a line feed");
+  }
+}
+
+namespace {
+
+// The cells of one argument as a CSV line. A line feed ends a CSV row, so an
+// argument holding one is split at its commas instead, only so that the
+// refusal names the value that holds it.
+std::vector<std::string> argumentCells(const std::string& arg, const char* what) {
+  if (arg.find('\n') != std::string::npos) return splitAt(arg, ',');
+  return csvLine(arg, what);
+}
+
+}  // namespace
+
 std::vector<std::string> splitValues(const std::vector<std::string>& args) {
-  std::vector<std::string> values = args.size() == 1 ? splitAt(args.front(), ',') : args;
-  for (const std::string& value : values) checkValue(value);
+  std::vector<std::string> values = args.size() == 1 ? argumentCells(args.front(), "values") : args;
+  for (const std::string& value : values) checkFieldValue(value);
   return values;
 }
 
@@ -103,26 +123,28 @@ int parseInteger(const std::string& text, const char* what) {
   return static_cast<int>(value);
 }
 
-std::string parseAssignments(const std::vector<std::string>& args) {
-  std::vector<std::string> assignments;
+std::vector<Assignment> parseAssignments(const std::vector<std::string>& args) {
+  std::vector<Assignment> assignments;
   for (const std::string& arg : args) {
-    for (const std::string& piece : splitAt(arg, ',')) {
+    for (const std::string& cell : argumentCells(arg, "assignments")) {
       // The store's own split of an assignment decides what is blank and
-      // what lacks a column name; the message shows the piece as given.
-      std::string term = piece;
+      // what lacks a column name; the message shows the cell as given.
+      std::string term = cell;
       char* value = nullptr;
       const char* name = TalDB::SplitTerm(&term[0], &value);
       if (name == nullptr || (*name == '\0' && value == nullptr)) continue;
       if (value == nullptr || *name == '\0') {
-        throw UsageError("invalid assignment " + quoted(piece) +
-                         ": write COLUMN=VALUE (a value must not contain ',')");
+        throw UsageError("invalid assignment " + quoted(cell) +
+                         ": write COLUMN=VALUE, and quote an assignment whose value holds ',' "
+                         "as CSV does: '\"address=1 Main St, Springfield\"'");
       }
-      checkValue(piece.substr(piece.find('=') + 1));
-      assignments.push_back(piece);
+      std::string given = cell.substr(cell.find('=') + 1);
+      checkFieldValue(given);
+      assignments.push_back({cell, name, given});
     }
   }
   if (assignments.empty()) throw UsageError("no assignment given: write COLUMN=VALUE");
-  return joinValues(assignments);
+  return assignments;
 }
 
 ColumnSpec parseColumnSpec(const std::vector<std::string>& args) {
