@@ -41,7 +41,8 @@ _taldb() {
       create) options+=" --id --host" ;;
       drop) options+=" --yes" ;;
       repair) options+=" --dry-run" ;;
-      import) options+=" --put --from-line --batch-check" ;;
+      import) options+=" --put --from-line --batch-check --trim" ;;
+      add | put | update) options+=" --trim" ;;
       demo) options+=" --description" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
