@@ -282,11 +282,12 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
       "fields (1 of 2)\ntaldb: skipped hosts/9.tmp: the temporary file of an interrupted write, "
       "never a record; 'taldb check' says what to do with it\ntaldb: skipped hosts/sub: a "
       "directory where only record files belong\n";
+  // A dump is a copy: it writes what it can, then fails for what it left out.
   for (const char* command : {"list", "dump"}) {
     Result got = run({command, "hosts", "--format=csv"});
-    EXPECT_EQ(got.status, 0);
+    EXPECT_EQ(got.status, command[0] == 'l' ? 0 : 1);
     EXPECT_EQ(got.out, "id,name,port\n1,h1,8080\n2,db01,7\n");
-    EXPECT_EQ(got.err, skipped);
+    EXPECT_EQ(got.err.substr(0, skipped.size()), skipped);
   }
   Result count = run({"count", "hosts"});
   EXPECT_EQ(count.out + count.err, "2\n" + skipped);

@@ -51,6 +51,22 @@ std::string leftoverFinding(TalDB::RepairAction action) {
   }
 }
 
+// What a check finding of a symbolic link in a table directory says, with
+// what repair would do with an entry of its name.
+std::string linkFinding(TalDB::RepairAction action) {
+  std::string text = "a symbolic link where only record files belong: dump and backup leave it "
+                     "out and never follow it; ";
+  switch (action) {
+    case TalDB::RepairAction::kNone:
+      return text + "'taldb repair' does not remove it: remove the link by hand";
+    case TalDB::RepairAction::kFinishWrite:
+      return text + "'taldb repair' would rename the link into place as a record: remove the "
+                    "link by hand first";
+    default:
+      return text + "'taldb repair' removes the link, never what it points to";
+  }
+}
+
 class Inspector {
  public:
   Inspector(Context& ctx, const std::string& root) : ctx_(ctx), root_(root) {}
@@ -127,8 +143,16 @@ class Inspector {
       std::string where = joinPath(data, name);
       TalDB::RepairAction action =
           TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
-      if (action != TalDB::RepairAction::kNone) {
+      struct stat entry;
+      bool looked = lstat(at(where).c_str(), &entry) == 0;
+      if (looked && S_ISLNK(entry.st_mode)) {
+        // Never read through: the check may run as root, and the link may
+        // point at any file of the system.
+        report(where, linkFinding(action));
+      } else if (action != TalDB::RepairAction::kNone) {
         report(where, leftoverFinding(action));
+      } else if (looked && !S_ISREG(entry.st_mode) && !S_ISDIR(entry.st_mode)) {
+        reportUnrepaired(where, entryKind(entry.st_mode) + " where only record files belong");
       } else if (TalDB::IsDirectory(at(where).c_str())) {
         reportUnrepaired(where, "a directory where only record files belong");
       } else {

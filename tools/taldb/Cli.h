@@ -133,6 +133,7 @@ enum OptionBit : unsigned {
   kOptNoHeader = 1u << 6,  // taken by every command that takes --format
   kOptPut = 1u << 7,  // --put, and import's other options
   kOptDumpFormats = 1u << 8,  // --format ini and sql, with kOptFormat
+  kOptPartial = 1u << 9,      // --allow-partial: a dump or backup that leaves entries out
   kOptTrim = 1u << 10,        // --trim: values stored without the blanks at their ends
 };
 
@@ -148,6 +149,7 @@ struct Options {
   bool dryRun = false;
   bool put = false;
   bool batchCheck = false;  // import: check each batch as it is written
+  bool allowPartial = false;  // dump, backup, restore: a copy without some entries is wanted
   bool trim = false;          // add, put, update, import: blanks at a value's ends are dropped
   std::string fromLine;     // import: the first line of the file to write
   std::string formatName;
@@ -366,23 +368,71 @@ std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
 // The table named by the command's first argument, or every table when it
 // has none (dump, repair).
 std::vector<TalDB::CTable*> namedOrAllTables(Context& ctx);
+class LeftOut;
 // The records of a table that match a condition (null for all), sorted by
 // record name, with the column names as header. Each entry of the table
-// directory that is not a readable record is reported on the error stream.
-Rows recordRows(Context& ctx, TalDB::CTable& table, const char* condition);
+// directory that is not a readable record is reported on the error stream;
+// with leftOut (a dump or a backup) it is counted there too, and so is a
+// record holding a value longer than the store reads back whole.
+Rows recordRows(Context& ctx, TalDB::CTable& table, const char* condition,
+                LeftOut* leftOut = nullptr);
 
-// What a table directory holds, read entry by entry with the store's reader:
-// the rows that match (in directory order) and, for every other entry, a
-// line "TABLE/NAME: why it is not a readable record". A Failure when the
-// directory cannot be opened.
+// What a table directory holds, read entry by entry as the store reads a
+// record: the rows that match (in directory order) and, for every other
+// entry, a line "TABLE/NAME: why it is not a readable record". With whole, a
+// record holding a value the store reads back cut is such an entry too. A
+// Failure when the directory cannot be opened.
 struct Listing {
   Rows rows;
   std::vector<std::string> skipped;
 };
-Listing readRecords(Context& ctx, TalDB::CTable& table, const char* condition);
+Listing readRecords(Context& ctx, TalDB::CTable& table, const char* condition, bool whole = false);
 // Why the entry `name` of a table directory is not a readable record, or ""
-// when it is one; its values are then the table's current record.
-std::string recordProblem(TalDB::CTable& table, const std::string& name);
+// when it is one; its values are then the table's current record. A name that
+// is a symbolic link is never followed: the tool may run as root over a
+// directory that a less trusted user can write, and a link could point at any
+// file of the system.
+std::string recordProblem(TalDB::CTable& table, const std::string& name, bool whole = false);
+// "a symbolic link", "a directory", "a file" or "a FIFO, socket or device",
+// for an st_mode.
+std::string entryKind(unsigned mode);
+// Whether the entry at path is a symbolic link (dangling or not).
+bool isSymbolicLink(const std::string& path);
+// The first line of the regular file at path, as the store reads a record
+// or schema file, through a descriptor opened without following a symbolic
+// link. False when it is no regular file (kind then says what it is) or
+// cannot be opened (kind empty). beyond, when given, tells whether anything
+// follows the first line's line feed.
+bool readFileLine(const std::string& path, std::string& line, std::string& kind,
+                  bool* beyond = nullptr);
+
+// ---- Dumps and backups are whole or fail.
+
+// What a dump or a backup left out. Each entry is named on the error stream
+// as it is met; finish() then fails the command, unless --allow-partial asked
+// for a partial copy, so that a copy that is not whole never passes for one.
+class LeftOut {
+ public:
+  explicit LeftOut(Context& ctx) : ctx_(ctx) {}
+  // Lines "TABLE/NAME: why", each printed as "taldb: skipped ...".
+  void add(const std::vector<std::string>& entries);
+  size_t count() const { return count_; }
+  // Once the output is written: a Failure when anything was left out and
+  // --allow-partial was not given, what saying what that means for the copy
+  // ("this dump is not whole"); with it, a line on the error stream.
+  void finish(const std::string& command, const std::string& what);
+
+ private:
+  Context& ctx_;
+  size_t count_ = 0;
+};
+// The tables a dump or a backup copies: the one named by the first argument
+// when named, else every table; then a directory of tal/database that belongs
+// to no table is left out, and said so.
+std::vector<TalDB::CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named);
+// The records of a table for a dump or a backup, sorted; a table directory
+// that cannot be read leaves the whole table out.
+Rows copiedRows(Context& ctx, TalDB::CTable& table, LeftOut& leftOut);
 // Why a record file that the store failed to read with this status is not
 // readable: cannot be opened, empty, too few fields.
 std::string unreadableRecord(TalDB::CTable& table, const std::string& path, int status);

@@ -57,6 +57,11 @@ bool recordFileExists(const CTable& table, const std::string& name) {
 void requireRecord(Context& ctx, const CTable& table, const std::string& name) {
   SettledTable settled(table);
   if (!recordFileExists(table, name)) throw Failure(action(ctx) + ": no such record");
+  // The store's reader would follow a link to whatever file it names, and an
+  // update would copy that file's first line into a record.
+  if (isSymbolicLink(joinPath(table.path(), name)))
+    throw Failure(action(ctx) + ": " + name + " is a symbolic link, not a record file, and is "
+                  "never followed; see 'taldb check'");
   if (TalDB::IsDirectory(joinPath(table.path(), name).c_str()))
     throw Failure(action(ctx) + ": " + name + " is a directory, not a record file");
 }
@@ -149,9 +154,12 @@ std::vector<CTable*> namedOrAllTables(Context& ctx) {
   return sortedTables(ctx.db());
 }
 
-Rows recordRows(Context& ctx, CTable& table, const char* condition) {
-  Listing listing = readRecords(ctx, table, condition);
-  printSkipped(ctx, listing.skipped);
+Rows recordRows(Context& ctx, CTable& table, const char* condition, LeftOut* leftOut) {
+  Listing listing = readRecords(ctx, table, condition, leftOut != nullptr);
+  if (leftOut != nullptr)
+    leftOut->add(listing.skipped);
+  else
+    printSkipped(ctx, listing.skipped);
   Rows rows = std::move(listing.rows);
   rows.kinds = columnKinds(table);
   std::sort(rows.rows.begin(), rows.rows.end(),
@@ -653,16 +661,17 @@ int cmdRecover(Context& ctx) {
 }
 
 int cmdDump(Context& ctx) {
-  if (!ctx.args().empty()) {
-    CTable& table = ctx.table(ctx.arg(0));
-    printRows(ctx.out(), recordRows(ctx, table, nullptr), ctx.style());
-    return kExitOk;
-  }
-  ctx.openDatabase();
+  // A dump is a copy: what it leaves out fails it, once the rest is written.
+  LeftOut leftOut(ctx);
+  bool named = !ctx.args().empty();
   std::vector<std::pair<std::string, Rows>> sets;
-  for (CTable* table : sortedTables(ctx.db()))
-    sets.push_back({table->name(), recordRows(ctx, *table, nullptr)});
-  printNamedRows(ctx.out(), sets, ctx.style());
+  for (CTable* table : copiedTables(ctx, leftOut, named))
+    sets.push_back({table->name(), copiedRows(ctx, *table, leftOut)});
+  if (named)
+    printRows(ctx.out(), sets.front().second, ctx.style());
+  else
+    printNamedRows(ctx.out(), sets, ctx.style());
+  leftOut.finish("dump", "this dump is not whole");
   return kExitOk;
 }
 

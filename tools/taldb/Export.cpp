@@ -1,7 +1,9 @@
 // dump's two formats for other readers than a person: a description file that
 // create reads back into the same database (a backup), and SQL statements that
 // load into PostgreSQL and SQLite. Both are built whole before anything is
-// printed, so that a refused dump writes nothing.
+// printed, so that a refused value writes nothing; an entry of a table
+// directory that is no readable record is left out and fails the dump after
+// the rest is written, as in every format.
 
 #include <cctype>
 
@@ -75,18 +77,18 @@ std::string schemaLine(const CTable& table) {
   return line;
 }
 
-std::string iniSection(Context& ctx, CTable& table) {
+std::string iniSection(Context& ctx, CTable& table, LeftOut& leftOut) {
   std::string name = table.name();
   if (!readsBackWhole(name))
     throw Failure("dump: table " + quoted(name) + ": a description file cannot name it");
   std::string text = "\n[" + name + "]\nschema = " + schemaLine(table) + "\n";
-  Rows rows = recordRows(ctx, table, nullptr);
+  Rows rows = copiedRows(ctx, table, leftOut);
   for (size_t i = 0; i < rows.rows.size(); ++i)
     text += "rec_" + std::to_string(i + 1) + " = " + seedRecord(table, rows, i) + "\n";
   return text;
 }
 
-std::string iniFile(Context& ctx, const std::vector<CTable*>& tables) {
+std::string iniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& leftOut) {
   // create passes over the first section; it must not take a table's name,
   // which would then be passed over too. No table name holds a '/'.
   std::string first = "database";
@@ -95,7 +97,7 @@ std::string iniFile(Context& ctx, const std::vector<CTable*>& tables) {
   std::string text = "[" + first +
                      "]\n; Written by 'taldb dump --format ini'. 'taldb --root DIR create FILE'"
                      " makes the same tables and records under DIR.\n";
-  for (CTable* table : tables) text += iniSection(ctx, *table);
+  for (CTable* table : tables) text += iniSection(ctx, *table, leftOut);
   return text;
 }
 
@@ -154,8 +156,8 @@ std::string sqlValue(const std::string& where, const std::string& column, const 
 
 // The first column is the key; as a table constraint, so that a first column
 // of text is a key too.
-std::string sqlTable(Context& ctx, CTable& table) {
-  Rows rows = recordRows(ctx, table, nullptr);
+std::string sqlTable(Context& ctx, CTable& table, LeftOut& leftOut) {
+  Rows rows = copiedRows(ctx, table, leftOut);
   std::string where = "dump: table " + std::string(table.name());
   std::string text = "CREATE TABLE " + sqlName(table.name()) + " (";
   for (size_t i = 0; i < rows.header.size(); ++i) {
@@ -183,7 +185,7 @@ std::string sqlTable(Context& ctx, CTable& table) {
 }
 
 // One transaction: a load that fails part of the way leaves nothing behind.
-std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables) {
+std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& leftOut) {
   std::string text = "BEGIN;\n";
   for (size_t i = 0; i < tables.size(); ++i) {
     std::string name = tables[i]->name();
@@ -191,7 +193,7 @@ std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables) {
     for (size_t j = 0; j < i && problem.empty(); ++j)
       if (sameSqlName(tables[j]->name(), name)) problem = "is the name of another table, to SQLite";
     if (!problem.empty()) throw Failure("dump: the table name " + quoted(name) + " " + problem);
-    text += sqlTable(ctx, *tables[i]);
+    text += sqlTable(ctx, *tables[i], leftOut);
   }
   return text + "COMMIT;\n";
 }
@@ -201,8 +203,12 @@ std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables) {
 int cmdExport(Context& ctx) {
   Format format = ctx.options().format;
   if (format != Format::Ini && format != Format::Sql) return cmdDump(ctx);
-  std::vector<CTable*> tables = namedOrAllTables(ctx);
-  ctx.out() << (format == Format::Ini ? iniFile(ctx, tables) : sqlFile(ctx, tables));
+  LeftOut leftOut(ctx);
+  std::vector<CTable*> tables = copiedTables(ctx, leftOut, !ctx.args().empty());
+  ctx.out() << (format == Format::Ini ? iniFile(ctx, tables, leftOut)
+                                      : sqlFile(ctx, tables, leftOut));
+  // What could be read is written; entries left out still fail the dump.
+  leftOut.finish("dump", "this dump is not whole");
   return kExitOk;
 }
 

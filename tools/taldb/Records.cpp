@@ -1,6 +1,10 @@
 // What the tool checks against a table's schema before the store is called,
 // and how it reads a table directory entry by entry, so that what it prints
 // and counts is what the store can read back whole.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -12,6 +16,7 @@
 #include "table/RecordNames.h"
 #include "util/FileSystem.h"
 #include "util/LineReader.h"
+#include "util/Path.h"
 
 namespace taldb_cli {
 
@@ -144,19 +149,122 @@ void checkTerms(CTable& table, const std::string& text, const char* kind) {
   }
 }
 
-std::string recordProblem(CTable& table, const std::string& name) {
+std::string entryKind(unsigned mode) {
+  if (S_ISLNK(mode)) return "a symbolic link";
+  if (S_ISDIR(mode)) return "a directory";
+  return S_ISREG(mode) ? "a file" : "a FIFO, socket or device";
+}
+
+bool isSymbolicLink(const std::string& path) {
+  struct stat info;
+  return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
+bool readFileLine(const std::string& path, std::string& line, std::string& kind, bool* beyond) {
+  line.clear();
+  kind.clear();
+  if (beyond != nullptr) *beyond = false;
+  // Looked at before it is opened, so that a device is never opened at all;
+  // then opened without following a link and looked at again through the
+  // descriptor, so that an entry swapped for a link in between is not read.
+  struct stat seen;
+  if (lstat(path.c_str(), &seen) != 0) return false;
+  if (!S_ISREG(seen.st_mode)) {
+    kind = entryKind(seen.st_mode);
+    return false;
+  }
+  int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    if (errno == ELOOP) kind = entryKind(S_IFLNK);
+    return false;
+  }
+  struct stat opened;
+  bool known = fstat(fd, &opened) == 0;
+  bool regular = known && S_ISREG(opened.st_mode);
+  if (known && !regular) kind = entryKind(opened.st_mode);
+  // As the store reads it: the bytes before the first line feed, and an
+  // unreadable rest counts as the end of the file. Past the line feed only
+  // whether anything follows is of interest.
+  char buffer[4096];
+  bool ended = false;
+  while (regular) {
+    ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    size_t skip = 0;
+    if (!ended) {
+      const void* feed = std::memchr(buffer, '\n', static_cast<size_t>(got));
+      skip = feed != nullptr ? static_cast<const char*>(feed) - buffer + 1 : got;
+      line.append(buffer, feed != nullptr ? skip - 1 : skip);
+      ended = feed != nullptr;
+    }
+    if (ended && (beyond == nullptr || static_cast<size_t>(got) > skip)) {
+      if (beyond != nullptr) *beyond = static_cast<size_t>(got) > skip;
+      break;
+    }
+  }
+  close(fd);
+  return regular;
+}
+
+namespace {
+
+// The record line of `name` split into the table's columns as the store's
+// readRecord splits it: 0, or 16 for an empty line, too few fields, or a
+// value that could not be kept.
+int setRecord(CTable& table, const std::string& name, std::string line) {
+  if (line.empty()) return 16;
+  const std::vector<CColumn*>& columns = table.columns();
+  if (columns.empty()) return 0;
+  if (columns[0]->SetData(name.c_str()) != 0) return 16;
+  TalDB::RecordFields fields(&line[0]);
+  for (size_t i = 1; i < columns.size(); ++i) {
+    const char* value = fields.next();
+    if (value == nullptr || columns[i]->SetData(value) != 0) return 16;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::string recordProblem(CTable& table, const std::string& name, bool whole) {
   if (TalDB::IsMarkedName(name.c_str()))
     return "a marked name, never a record; 'taldb recover' removes it";
   if (TalDB::IsTempName(name.c_str()))
     return "the temporary file of an interrupted write, never a record; 'taldb check' says "
            "what to do with it";
   std::string path = joinPath(table.path(), name);
-  if (TalDB::IsDirectory(path.c_str())) return "a directory where only record files belong";
-  int status = table.readRecord(name.c_str());
-  return status == 0 ? "" : unreadableRecord(table, path, status);
+  std::string line, kind;
+  bool beyond = false;
+  if (!readFileLine(path, line, kind, whole ? &beyond : nullptr)) {
+    if (kind.empty()) return unreadableRecord(table, path, 8);
+    return kind + " where only record files belong" +
+           (kind == entryKind(S_IFLNK) ? "; it is never followed" : "");
+  }
+  int status = setRecord(table, name, line);
+  if (status != 0) return unreadableRecord(table, path, status);
+  if (!whole) return "";
+  // A copy holds the record as the store reads it; what the store does not
+  // read, or reads cut, the copy would lose.
+  if (beyond) return "the record file holds more than one line; a copy would lose the rest";
+  size_t fields = 0, kept = table.columns().empty() ? 0 : table.columns().size() - 1;
+  std::string copy = line;
+  for (TalDB::RecordFields split(&copy[0]); split.next() != nullptr;) ++fields;
+  if (fields > kept) {
+    return "record has more fields than its table has columns after the first (" +
+           std::to_string(fields) + " for " + std::to_string(kept) +
+           "); a copy would lose the rest";
+  }
+  long cut = TalDB::FirstCutField(&line[0]);
+  if (cut >= 0 && static_cast<size_t>(cut) + 1 < table.columns().size()) {
+    return "the value of column " + std::string(table.columns()[cut + 1]->name()) +
+           " is longer than the " + std::to_string(TalDB::kValueLimit - 1) +
+           " bytes the store reads back; a copy would hold it cut; see 'taldb check'";
+  }
+  return "";
 }
 
-Listing readRecords(Context& ctx, CTable& table, const char* condition) {
+Listing readRecords(Context& ctx, CTable& table, const char* condition, bool whole) {
   // A listing is taken between writes, so that a record being rewritten is
   // neither missed nor reported as unreadable.
   SettledTable settled(table);
@@ -169,7 +277,7 @@ Listing readRecords(Context& ctx, CTable& table, const char* condition) {
   Listing listing;
   listing.rows.header = columnNames(table);
   for (const std::string& name : names) {
-    std::string problem = recordProblem(table, name);
+    std::string problem = recordProblem(table, name, whole);
     if (!problem.empty())
       listing.skipped.push_back(std::string(table.name()) + "/" + name + ": " + problem);
     else if (condition == nullptr || table.MatchColumn(condition))
@@ -177,6 +285,52 @@ Listing readRecords(Context& ctx, CTable& table, const char* condition) {
   }
   ctx.log().clear();
   return listing;
+}
+
+void LeftOut::add(const std::vector<std::string>& entries) {
+  for (const std::string& entry : entries) ctx_.err() << "taldb: skipped " << entry << "\n";
+  count_ += entries.size();
+}
+
+void LeftOut::finish(const std::string& command, const std::string& what) {
+  if (count_ == 0) return;
+  std::string text = command + ": " + plural(count_, "entry was", "entries were") +
+                     " left out (named above)";
+  if (!ctx_.options().allowPartial) {
+    throw Failure(text + ": " + what +
+                  "; 'taldb check' says what each is; --allow-partial takes a partial copy");
+  }
+  ctx_.err() << "taldb: " << text << "; a partial copy, as --allow-partial asks\n";
+}
+
+std::vector<CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named) {
+  if (named) return {&ctx.table(ctx.arg(0))};
+  ctx.openDatabase();
+  std::vector<CTable*> tables = sortedTables(ctx.db());
+  // Records in a directory without a schema file belong to no table: no copy
+  // can carry them, and saying nothing would lose them without a word.
+  std::vector<std::string> directories, stray;
+  readDirectory(joinPath(ctx.db().path(), TalDB::kDataDir), directories);
+  for (const std::string& name : directories) {
+    if (ctx.db().GetTable(name.c_str()) == nullptr)
+      stray.push_back(std::string(TalDB::kDataDir) + "/" + name +
+                      ": a table directory without a schema file, which no copy can carry");
+  }
+  leftOut.add(stray);
+  return tables;
+}
+
+Rows copiedRows(Context& ctx, CTable& table, LeftOut& leftOut) {
+  try {
+    return recordRows(ctx, table, nullptr, &leftOut);
+  } catch (const Failure&) {
+    leftOut.add({std::string(table.name()) + ": the table directory " + table.path() +
+                 " cannot be read, so the whole table is left out"});
+    Rows rows;
+    rows.header = columnNames(table);
+    rows.kinds = columnKinds(table);
+    return rows;
+  }
 }
 
 }  // namespace taldb_cli

@@ -105,8 +105,10 @@ const Command kCommands[] = {
      "directories that cannot be read, record names that\n"
      "are not ids (negative ones among them), values that do not fit their column's type\n"
      "(as 'add' checks it), schema files that do not load whole, and table directories\n"
-     "and schema files without each other, and says of each whether 'taldb repair' fixes\n"
-     "it. Exit status 1 when it finds any.\n",
+     "and schema files without each other, and symbolic links, FIFOs and devices in table\n"
+     "directories, which it never follows nor opens (repair does not remove a link: remove\n"
+     "it by hand), and says of each whether 'taldb repair' fixes it. Exit status 1 when it\n"
+     "finds any.\n",
      0, 0, kOptRoot, cmdCheck},
     {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
      "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
@@ -134,7 +136,7 @@ const Command kCommands[] = {
      "or is interrupted says how many rows were written and the line of the last;\n"
      "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
      2, 2, kOptRoot | kOptPut | kOptTrim, cmdImport},
-    {"dump", "[TABLE]", "every record of one table or of all tables",
+    {"dump", "[TABLE] [--allow-partial]", "every record of one table or of all tables",
      "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
      "the tables are the keys of one object. --format ini writes a description file that\n"
      "'taldb create' reads back into the same database (a backup); it refuses values that\n"
@@ -143,8 +145,15 @@ const Command kCommands[] = {
      "columns); a value that does not fit its column's type, text that is not UTF-8, or a\n"
      "name the two would not take back the same fails the dump and writes nothing.\n"
      "In JSON, values of int and bigint columns that fit their type are numbers, all other\n"
-     "values strings, bytes that are not UTF-8 each U+FFFD.\n",
-     0, 1, kOptRoot | kOptFormat | kOptDumpFormats, cmdExport},
+     "values strings, bytes that are not UTF-8 each U+FFFD.\n"
+     "A dump is whole or fails: every entry of a table directory that is not a record it\n"
+     "can copy (an unreadable or short record file, one holding a value longer than 2047\n"
+     "bytes or more than the store reads, a marked or .tmp name, a directory, a symbolic\n"
+     "link, which is never followed, a table directory without a schema file) is named on\n"
+     "standard error, and once the rest is written the dump exits with status 1.\n"
+     "--allow-partial takes such a partial dump deliberately: the entries are still named,\n"
+     "and the exit status is 0.\n",
+     0, 1, kOptRoot | kOptFormat | kOptDumpFormats | kOptPartial, cmdExport},
     {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
      "Creates a database from the example description file in a new temporary directory\n"
      "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
@@ -223,6 +232,7 @@ const OptionSpec kOptionSpecs[] = {
     {nullptr, "--put", nullptr, &Options::put, kOptPut},
     {nullptr, "--from-line", &Options::fromLine, nullptr, kOptPut},
     {nullptr, "--batch-check", nullptr, &Options::batchCheck, kOptPut},
+    {nullptr, "--allow-partial", nullptr, &Options::allowPartial, kOptPartial},
     {nullptr, "--trim", nullptr, &Options::trim, kOptTrim},
 };
 
