@@ -18,7 +18,7 @@ namespace {
 // Every command the tool has, each of which its help must list.
 const char* const kCommands =
     "create tables schema list get count add put update delete seed add-table drop-table clear "
-    "drop recover check repair dump demo import";
+    "drop recover check repair dump demo import backup restore";
 
 TEST_F(ToolTest, HelpForTheToolAndEveryCommand) {
   Result tool = expectRows({{{"--help"}, 0, "Usage: taldb [--root DIR | --config FILE]", true}});

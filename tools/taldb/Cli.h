@@ -66,6 +66,9 @@ std::string jsonString(const std::string& text);
 std::string jsonValue(const std::string& value, Kind kind);
 // Whether text is well-formed UTF-8 throughout.
 bool isUtf8(const std::string& text);
+// The length of the well-formed UTF-8 sequence at text[at], or 0 when none
+// begins there.
+size_t utf8Length(const std::string& text, size_t at);
 
 // ---- The library's log.
 
@@ -334,6 +337,8 @@ int cmdDump(Context& ctx);
 // dump in every format: ini and sql here, the others through cmdDump.
 int cmdExport(Context& ctx);
 int cmdImport(Context& ctx);
+int cmdBackup(Context& ctx);
+int cmdRestore(Context& ctx);
 int cmdCheck(Context& ctx);
 int cmdRepair(Context& ctx);
 int cmdDemo(Context& ctx);

@@ -76,6 +76,8 @@ void printJsonArray(std::ostream& out, const Rows& rows, const std::string& inde
   out << indent << "]";
 }
 
+}  // namespace
+
 // The length of the well-formed UTF-8 sequence at text[at], or 0 when none
 // begins there: no overlong forms, no surrogates, nothing past U+10FFFF.
 size_t utf8Length(const std::string& text, size_t at) {
@@ -93,8 +95,6 @@ size_t utf8Length(const std::string& text, size_t at) {
     if (byte(i) < 0x80 || byte(i) > 0xBF) return 0;
   return length;
 }
-
-}  // namespace
 
 bool parseFormat(const std::string& text, Format& format) {
   // In the order of the enumeration.

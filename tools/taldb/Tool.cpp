@@ -154,6 +154,23 @@ const Command kCommands[] = {
      "--allow-partial takes such a partial dump deliberately: the entries are still named,\n"
      "and the exit status is 0.\n",
      0, 1, kOptRoot | kOptFormat | kOptDumpFormats | kOptPartial, cmdExport},
+    {"backup", "FILE|- [--allow-partial]", "write the whole database into one backup file",
+     "Every table's schema line and every record, each value exactly as its record file\n"
+     "holds it (commas, blanks at either end, an empty last value, '{{$talid}}', bytes that\n"
+     "are not UTF-8), into FILE, or to standard output with '-'. The file is text, one line\n"
+     "per table and per record; see taldb(1) for its format. Entries that no backup can\n"
+     "carry are named as for 'dump'; then the backup fails with status 1 and FILE is not\n"
+     "written. With --allow-partial it is written all the same, its last line saying how\n"
+     "many entries it left out, and 'restore' takes it only with --allow-partial too.\n"
+     "FILE is written whole and flushed under a temporary name, then renamed into place.\n",
+     1, 1, kOptRoot | kOptPartial, cmdBackup},
+    {"restore", "FILE|- [--allow-partial]", "make the database of a backup file under a new root",
+     "The root (--root, --config or TALDB_ROOT) must not hold a database yet. The whole file\n"
+     "is read and checked first (its header, every line, every value, the counts on its\n"
+     "last line), and a problem is named with its line before anything is written. Then\n"
+     "the tables are made and the records written, every value as the backup holds it.\n"
+     "A backup that says it left entries out is restored only with --allow-partial.\n",
+     1, 1, kOptRoot | kOptPartial, cmdRestore},
     {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
      "Creates a database from the example description file in a new temporary directory\n"
      "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
@@ -183,6 +200,8 @@ void printToolHelp(std::ostream& out) {
          "  --no-header     rows without the header line of table and csv\n"
          "  --trim          add, put, update, import: store values without the blanks at\n"
          "                  their ends, which the store drops, rather than refuse them\n"
+         "  --allow-partial dump, backup, restore: go on when entries are left out\n"
+         "                  (still named on standard error) and exit with 0\n"
          "  -q, --quiet     print nothing on success but the data asked for\n"
          "  -v, --verbose   pass the library's log lines to standard error\n"
          "  -h, --help      this text, or a command's own with COMMAND --help\n"
