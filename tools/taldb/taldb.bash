@@ -16,7 +16,7 @@ _taldb_tables() {
 _taldb() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   local commands="create tables schema list get count add put update delete seed import
-    add-table drop-table clear drop recover check repair dump demo"
+    add-table drop-table clear drop recover check repair dump backup restore demo"
   local options="--root --config --format --no-header --quiet -q --verbose -v --help -h
     --version -V"
 
@@ -44,6 +44,7 @@ _taldb() {
       import) options+=" --put --from-line --batch-check --trim" ;;
       add | put | update) options+=" --trim" ;;
       demo) options+=" --description" ;;
+      dump | backup | restore) options+=" --allow-partial" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
     return
@@ -53,7 +54,7 @@ _taldb() {
     return
   fi
   case $command in
-    create) COMPREPLY=($(compgen -f -- "$cur")) ;;
+    create | backup | restore) COMPREPLY=($(compgen -f -- "$cur")) ;;
     seed | import)
       if ((position == 0)); then
         COMPREPLY=($(compgen -W "$(_taldb_tables)" -- "$cur"))
