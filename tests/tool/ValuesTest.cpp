@@ -101,10 +101,13 @@ TEST_F(ToolTest, CheckReportsExtraFieldsAndUnreadableDirectories) {
   EXPECT_EQ(readFile(data("hosts/4")), "a|1|extra|");
   const std::string unfixed = "; 'taldb repair' does not fix it\n";
   for (const Names& c : std::vector<Names>{
-           {"", "database/hosts/4: record has more fields than its table has columns after the "
-                "first (3 for 2): reads see the first 2"},
-           {"database/notes", "database/notes: table directory cannot be read (Permission denied), "
-                              "so what it holds is not checked" + unfixed},
+           {"",
+            "database/hosts/4: record has more fields than its table has columns after the "
+            "first (3 for 2): reads see the first 2"},
+           {"database/notes",
+            "database/notes: table directory cannot be read (Permission denied), "
+            "so what it holds is not checked" +
+                unfixed},
            {"tal/database", "tal/database: data directory cannot be read (Permission denied)"}}) {
     if (!c[0].empty()) fault::failCall(fault::kOpen, EACCES, 1, c[0].c_str());
     Result check = expectRows({{{"check"}, 1, ""}});
@@ -120,38 +123,44 @@ TEST_F(ToolTest, FailuresSayWhatReallyFailed) {
   writeFile("flat/tal/schema", "");
   const std::string root = at("rootfile"), flat = at("flat");
   for (const Names& args : std::vector<Names>{{"tables"}, {"check"}, {"drop", "--yes"}}) {
-    expectRows({{{"--root", root, args[0], args.size() > 1 ? args[1] : "-q"},
-                 1,
-                 "cannot read the database under " + root + ": " + root +
-                     "/tal/schema: Not a directory",
-                 true},
-                {{"--root", flat, args[0], args.size() > 1 ? args[1] : "-q"},
-                 1,
-                 flat + "/tal/schema: Not a directory",
-                 true}});
+    expectRows(
+        {{{"--root", root, args[0], args.size() > 1 ? args[1] : "-q"},
+          1,
+          "cannot read the database under " + root + ": " + root + "/tal/schema: Not a directory",
+          true},
+         {{"--root", flat, args[0], args.size() > 1 ? args[1] : "-q"},
+          1,
+          flat + "/tal/schema: Not a directory",
+          true}});
   }
-  expectRows({{{"--root", root, "create", at("none.ini")}, 1, "create: cannot read the database", true},
-              {{"--config", at("none.ini"), "tables"},
-               1,
-               "the configuration file " + at("none.ini") +
-                   " given with --config does not exist (No such file or directory)",
-               true}});
+  expectRows(
+      {{{"--root", root, "create", at("none.ini")}, 1, "create: cannot read the database", true},
+       {{"--config", at("none.ini"), "tables"},
+        1,
+        "the configuration file " + at("none.ini") +
+            " given with --config does not exist (No such file or directory)",
+        true}});
   createDatabase();
   fault::failCall(fault::kOpen, EACCES, 1, "tal/schema");
-  expectRows({{{"check"}, 1, "cannot read the database under " + db_ + ": " + db_ +
-                                 "/tal/schema: Permission denied"}});
+  expectRows(
+      {{{"check"},
+        1,
+        "cannot read the database under " + db_ + ": " + db_ + "/tal/schema: Permission denied"}});
   fault::failCall(fault::kOpen, EACCES, 1, "database/notes");
   expectRows({{{"tables"}, 1, "cannot read the directory of notes (Permission denied)"}});
   // The store calls a table whose directory it cannot read, or whose record it could not
   // remove, not empty.
   rmdir(at(data("notes")).c_str());
-  expectRows({{{"drop-table", "notes"}, 1, "cannot be read: No such file or directory; 'taldb repair' makes it"}});
+  expectRows({{{"drop-table", "notes"},
+               1,
+               "cannot be read: No such file or directory; 'taldb repair' makes it"}});
   expectRows({{{"repair"}, 0, "repaired"}});
   fault::failCall(fault::kRmdir, EROFS, 1, "notes");
   expectRows({{{"drop-table", "notes"}, 1, "reason [Read-only file system]"}});
   makeDir(data("hosts/sub"));
   writeFile(data("hosts/sub/x"), "");
-  expectRows({{{"drop", "--yes"}, 1, "cannot remove " + at(data("hosts/sub")) + ": Is a directory"}});
+  expectRows(
+      {{{"drop", "--yes"}, 1, "cannot remove " + at(data("hosts/sub")) + ": Is a directory"}});
   unlink(at(data("hosts/sub/x")).c_str());
   rmdir(at(data("hosts/sub")).c_str());
   // A removal that fails only once does not stop the drop.
@@ -168,15 +177,17 @@ TEST_F(ToolTest, ARecordWrittenButNotPrintedIsSaidToBeWritten) {
            {"add", "hosts", "x,1", "add hosts x,1: the record was written under id 3"},
            {"add", "hosts", "\"x,y\",1", "the record was written under id 4"},
            {"put", "hosts", "7,x,1", "put hosts 7,x,1: record 7 of hosts was written"},
-           {"update", "hosts", "7", "port=2", "update hosts 7 port=2: record 7 of hosts was updated"}}) {
+           {"update", "hosts", "7", "port=2",
+            "update hosts 7 port=2: record 7 of hosts was updated"}}) {
     // The command line, then the message.
     Names args = {"--root", db_};
     args.insert(args.end(), c.begin(), c.end() - 1);
     std::ofstream full("/dev/full");
     std::ostringstream err;
     EXPECT_EQ(taldb_cli::RunTool(args, full, err), 3) << c.back();
-    EXPECT_NE(err.str().find(c.back() + ", but standard output could not be written: No space left"),
-              std::string::npos)
+    EXPECT_NE(
+        err.str().find(c.back() + ", but standard output could not be written: No space left"),
+        std::string::npos)
         << err.str();
   }
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/7")),

@@ -37,11 +37,11 @@ int Context::openRoot() {
     // The library reads a file it cannot open as one without a root.
     if (access(options_.config.c_str(), R_OK) != 0) {
       int error = errno;
-      throw Failure((error == ENOENT ? "the configuration file " + options_.config +
-                                           " given with --config does not exist"
-                                     : "cannot read the configuration file " + options_.config +
-                                           " given with --config") +
-                    " (" + std::strerror(error) + ")");
+      throw Failure(
+          (error == ENOENT
+               ? "the configuration file " + options_.config + " given with --config does not exist"
+               : "cannot read the configuration file " + options_.config + " given with --config") +
+          " (" + std::strerror(error) + ")");
     }
     _kwConfigClass config(options_.config.c_str());
     status = db_.open(&config);

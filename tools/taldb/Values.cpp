@@ -24,8 +24,8 @@ std::string trimmed(std::string text) {
 
 // "hosts has 3 columns: id name port", what a count is measured by.
 std::string columnList(const CTable& table) {
-  std::string text =
-      std::string(table.name()) + " has " + plural(table.columns().size(), "column", "columns") + ":";
+  std::string text = std::string(table.name()) + " has " +
+                     plural(table.columns().size(), "column", "columns") + ":";
   for (const CColumn* column : table.columns()) text += std::string(" ") + column->name();
   return text;
 }
@@ -41,8 +41,8 @@ void checkStoredValue(const std::string& where, const CTable& table, const CColu
 
 bool holdsComma(const std::string& value) { return value.find(',') != std::string::npos; }
 
-std::string keptValue(const std::string& where, const std::string& table,
-                      const std::string& column, const std::string& value, bool trim) {
+std::string keptValue(const std::string& where, const std::string& table, const std::string& column,
+                      const std::string& value, bool trim) {
   std::string kept = trimmed(value);
   if (kept == value || trim) return kept;
   throw UsageError(where + "the value " + quoted(value) + " of " + table + "." + column +
@@ -101,8 +101,8 @@ std::string noIdLeft(const std::string& action) {
          "check'); write the record under a free id with 'put'";
 }
 
-int writeThroughColumns(Context& ctx, CTable& table, std::vector<std::string> values,
-                        bool allocate, const std::string& action) {
+int writeThroughColumns(Context& ctx, CTable& table, std::vector<std::string> values, bool allocate,
+                        const std::string& action) {
   // The lock every writer of the store takes on the table directory, held
   // exclusively from the choice of the id to the end of the write, as
   // addRecord holds it: an add in another process scans for the largest id

@@ -23,8 +23,8 @@ bool holdsComma(const std::string& value);
 // value of a record text and of an assignment), else unchanged; a UsageError
 // naming table and column when it has blanks at its ends and trim is off,
 // since they would be lost without a word.
-std::string keptValue(const std::string& where, const std::string& table,
-                      const std::string& column, const std::string& value, bool trim);
+std::string keptValue(const std::string& where, const std::string& table, const std::string& column,
+                      const std::string& value, bool trim);
 
 // The values of a record, one per column (the id first when idFirst, else the
 // columns after the first), as they will be stored: the count, the blanks,
