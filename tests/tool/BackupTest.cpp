@@ -187,13 +187,19 @@ TEST_F(BackupTest, CopiesNameWhatTheyLeaveOutAndFailUnlessAPartialCopyIsAsked) {
   EXPECT_TRUE(lstat(at(data("hosts/7")).c_str(), &link) == 0 && S_ISLNK(link.st_mode));
 }
 
-// A FIFO (or a device) is never opened: reading one would wait for a writer forever.
+// A FIFO (or a device) is never opened, nor read through a link named as a leftover of a write:
+// reading one would wait for a writer forever.
 TEST_F(BackupTest, AFifoInATableIsNamedNeverOpened) {
   createDatabase();
   ASSERT_EQ(mkfifo(at(data("hosts/8")).c_str(), 0600), 0);
+  ASSERT_EQ(symlink(at(data("hosts/8")).c_str(), at(data("hosts/9.tmp")).c_str()), 0);
   expectRows({{{"dump", "hosts"}, 1, "skipped hosts/8: a FIFO, socket or device where only record"}});
-  EXPECT_NE(run({"check"}).out.find("database/hosts/8: a FIFO, socket or device where only"),
-            std::string::npos);
+  Result check = run({"check"});
+  for (const char* line : {"database/hosts/8: a FIFO, socket or device where only record files",
+                           "database/hosts/9.tmp: a symbolic link where only record files belong: "
+                           "dump and backup leave it out and never follow it; 'taldb repair' reads "
+                           "what it points to, then removes the link or renames it into place"})
+    EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
 }
 
 // The description file dump writes is what create and seed read: it comes back, or the dump fails

@@ -52,19 +52,17 @@ std::string leftoverFinding(TalDB::RepairAction action) {
 }
 
 // What a check finding of a symbolic link in a table directory says, with
-// what repair would do with an entry of its name.
-std::string linkFinding(TalDB::RepairAction action) {
+// what repair does with an entry of its name; the link itself is not read.
+std::string linkFinding(const std::string& name) {
   std::string text = "a symbolic link where only record files belong: dump and backup leave it "
                      "out and never follow it; ";
-  switch (action) {
-    case TalDB::RepairAction::kNone:
-      return text + "'taldb repair' does not remove it: remove the link by hand";
-    case TalDB::RepairAction::kFinishWrite:
-      return text + "'taldb repair' would rename the link into place as a record: remove the "
-                    "link by hand first";
-    default:
-      return text + "'taldb repair' removes the link, never what it points to";
+  if (TalDB::IsMarkedName(name.c_str()))
+    return text + "'taldb repair' and 'taldb recover' remove the link, never what it points to";
+  if (TalDB::IsTempName(name.c_str())) {
+    return text + "'taldb repair' reads what it points to, then removes the link or renames it "
+                  "into place as a record: remove the link by hand first";
   }
+  return text + "'taldb repair' does not remove it: remove the link by hand";
 }
 
 class Inspector {
@@ -141,18 +139,25 @@ class Inspector {
     SettledTable settled(table);
     for (const std::string& name : entries(data, "table directory")) {
       std::string where = joinPath(data, name);
-      TalDB::RepairAction action =
-          TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
+      // Neither a link nor a FIFO or device is read, not even to plan repair:
+      // the check may run as root, a link may point at any file of the
+      // system, and a FIFO would wait for a writer forever.
       struct stat entry;
       bool looked = lstat(at(where).c_str(), &entry) == 0;
       if (looked && S_ISLNK(entry.st_mode)) {
-        // Never read through: the check may run as root, and the link may
-        // point at any file of the system.
-        report(where, linkFinding(action));
-      } else if (action != TalDB::RepairAction::kNone) {
-        report(where, leftoverFinding(action));
-      } else if (looked && !S_ISREG(entry.st_mode) && !S_ISDIR(entry.st_mode)) {
+        report(where, linkFinding(name));
+        continue;
+      }
+      // A marked name is removed by its name alone.
+      if (looked && !S_ISREG(entry.st_mode) && !S_ISDIR(entry.st_mode) &&
+          !TalDB::IsMarkedName(name.c_str())) {
         reportUnrepaired(where, entryKind(entry.st_mode) + " where only record files belong");
+        continue;
+      }
+      TalDB::RepairAction action =
+          TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
+      if (action != TalDB::RepairAction::kNone) {
+        report(where, leftoverFinding(action));
       } else if (TalDB::IsDirectory(at(where).c_str())) {
         reportUnrepaired(where, "a directory where only record files belong");
       } else {
