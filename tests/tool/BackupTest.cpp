@@ -24,7 +24,8 @@ class BackupTest : public ToolTest {
   // Every file under a root, keyed by its path below it.
   std::map<std::string, std::string> files(const std::string& root) const {
     std::map<std::string, std::string> found;
-    for (const auto& entry : snapshot(root)) found[entry.first.substr(root.size() + 1)] = entry.second;
+    for (const auto& entry : snapshot(root))
+      found[entry.first.substr(root.size() + 1)] = entry.second;
     return found;
   }
 };
@@ -45,12 +46,16 @@ TEST_F(BackupTest, EveryValueARecordFileHoldsComesBackByteForByte) {
   // Values only a host writes (commas, blanks at the ends, an empty last value, control bytes),
   // names that are no ids, and tables that neither AddTable nor a description file would make
   // with the same schema line.
-  const std::vector<Names> records = {
-      {"words/1", " lead,and trail ||"}, {"words/2", "{{$talid}}|%25 -|"},
-      {"words/3", "\xFF\xFE\x80|\xC2\x85\r\t\x7F\x1B|"}, {"words/4", "-|%|"},
-      {"words/5", std::string(2047, 'x') + "|y|"}, {"words/007", "odd|x|"},
-      {"words/a b,c", "spaced, name|-5|"}, {"words/-5", "neg||"},
-      {" odd/1", "12| x |"}, {"spaced/1", "v|"}};
+  const std::vector<Names> records = {{"words/1", " lead,and trail ||"},
+                                      {"words/2", "{{$talid}}|%25 -|"},
+                                      {"words/3", "\xFF\xFE\x80|\xC2\x85\r\t\x7F\x1B|"},
+                                      {"words/4", "-|%|"},
+                                      {"words/5", std::string(2047, 'x') + "|y|"},
+                                      {"words/007", "odd|x|"},
+                                      {"words/a b,c", "spaced, name|-5|"},
+                                      {"words/-5", "neg||"},
+                                      {" odd/1", "12| x |"},
+                                      {"spaced/1", "v|"}};
   handMadeTable(" odd", "id[int]|my v[bigint]|w[varchar]");
   handMadeTable("spaced", "id[int]|my col[varchar]");
   for (const Names& r : records) writeFile(data(r[0]), r[1]);
@@ -62,14 +67,17 @@ TEST_F(BackupTest, EveryValueARecordFileHoldsComesBackByteForByte) {
   EXPECT_TRUE(taldb_cli::isUtf8(text));
   EXPECT_NE(text.find("\nrecord 4 %2D %25\n"), std::string::npos) << text;
   EXPECT_NE(text.find("\nend tables=6 records=17 left-out=0\n"), std::string::npos);
-  expectRows({{{"--root", at("copy"), "restore", at("b.txt")}, 0,
-               "restored 6 tables, 17 records under " + at("copy") + " from " + at("b.txt"), true}});
+  expectRows({{{"--root", at("copy"), "restore", at("b.txt")},
+               0,
+               "restored 6 tables, 17 records under " + at("copy") + " from " + at("b.txt"),
+               true}});
   EXPECT_EQ(files("copy"), files("db"));
   // Through standard input and output alike.
   Result piped = run({"backup", "-"});
   EXPECT_EQ(piped.out, text);
   EXPECT_EQ(piped.err, "taldb: backed up 6 tables, 17 records\n");
-  expectRows({{{"--root", at("piped"), "restore", "-"}, 0, "from standard input", true}}, piped.out);
+  expectRows({{{"--root", at("piped"), "restore", "-"}, 0, "from standard input", true}},
+             piped.out);
   EXPECT_EQ(files("piped"), files("db"));
   // A root that holds a database, or part of one, is not restored into.
   expectRows({{{"--root", at("copy"), "restore", at("b.txt")}, 1, "holds a database already", true},
@@ -77,13 +85,16 @@ TEST_F(BackupTest, EveryValueARecordFileHoldsComesBackByteForByte) {
 }
 
 TEST_F(BackupTest, RestoreChecksTheWholeFileBeforeWritingAnything) {
-  const std::string head = "taldb-backup 1\ntable t id[int]|a[varchar]\n", end = "end tables=1 records=";
+  const std::string head = "taldb-backup 1\ntable t id[int]|a[varchar]\n",
+                    end = "end tables=1 records=";
   for (const Names& c : std::vector<Names>{
            {"", "line 0: the file is empty"},
            {"name,port\n", "line 1: not a taldb backup"},
-           {"taldb-backup 2\n", "line 1: the backup is of format version 2; this taldb reads version 1"},
+           {"taldb-backup 2\n",
+            "line 1: the backup is of format version 2; this taldb reads version 1"},
            {head + "record 1 x\n", "line 3: the file ends before its end line: it is cut short"},
-           {head + "record 1 x\n" + end + "2 left-out=0\n", "line 4: the end line counts 1 table and 2"},
+           {head + "record 1 x\n" + end + "2 left-out=0\n",
+            "line 4: the end line counts 1 table and 2"},
            {head + end + "0 left-out=0\nmore\n", "line 4: there is text after the end line"},
            {head + end + "0 left-out=1\n", "the backup left 1 entry out when it was written"},
            {head + "end 1 0 0\n", "the end line is not 'end tables=N records=N left-out=N'"},
@@ -103,8 +114,10 @@ TEST_F(BackupTest, RestoreChecksTheWholeFileBeforeWritingAnything) {
            {head + "record .. x\n", "the record name '..' is empty, '.' or '..'"},
            {head + "record a%2Fb x\n", "the record name 'a/b' holds '/'"},
            {"taldb-backup 1\ntable .. id[int]\n", "the table name '..' is empty"},
-           {"taldb-backup 1\ntable t id[int]|a\n", "does not load whole (1 of 2 column definitions"}}) {
-    Result got = expectRows({{{"--root", at("copy"), "restore", "-"}, 1, "restore: standard input ", true}}, c[0]);
+           {"taldb-backup 1\ntable t id[int]|a\n",
+            "does not load whole (1 of 2 column definitions"}}) {
+    Result got = expectRows(
+        {{{"--root", at("copy"), "restore", "-"}, 1, "restore: standard input ", true}}, c[0]);
     EXPECT_NE(got.err.find(c[1]), std::string::npos) << c[1] << "\n" << got.err;
     EXPECT_NE(got.err.find("; nothing was written\n"), std::string::npos) << got.err;
     EXPECT_FALSE(exists("copy")) << c[1];
@@ -119,26 +132,33 @@ TEST_F(BackupTest, CopiesNameWhatTheyLeaveOutAndFailUnlessAPartialCopyIsAsked) {
   makeDir(data("hosts/sub"));
   makeDir(data("orphan"));
   ASSERT_EQ(symlink(at("secret").c_str(), at(data("hosts/7")).c_str()), 0);
-  for (const Names& f : std::vector<Names>{{"hosts/4.ADD", "x|1|"}, {"hosts/9.tmp", "z|9|"},
-                                           {"hosts/5", ""}, {"hosts/6", "only|"},
-                                           {"hosts/10", "h|1|extra|"}, {"hosts/11", "h|1|\nmore"},
+  for (const Names& f : std::vector<Names>{{"hosts/4.ADD", "x|1|"},
+                                           {"hosts/9.tmp", "z|9|"},
+                                           {"hosts/5", ""},
+                                           {"hosts/6", "only|"},
+                                           {"hosts/10", "h|1|extra|"},
+                                           {"hosts/11", "h|1|\nmore"},
                                            {"hosts/12", "h12|12|\n"},
                                            {"notes/3", std::string(2048, 'n') + "|"}})
     writeFile(data(f[0]), f[1]);
   const Names leftOut = {
-      "skipped hosts/4.ADD: a marked name", "skipped hosts/5: record file is empty",
+      "skipped hosts/4.ADD: a marked name",
+      "skipped hosts/5: record file is empty",
       "skipped hosts/10: record has more fields than its table has columns after the first (3 "
       "for 2); a copy would lose the rest",
       "skipped hosts/11: the record file holds more than one line; a copy would lose the rest",
       "skipped hosts/6: record has too few fields (1 of 2)",
       "skipped hosts/7: a symbolic link where only record files belong; it is never followed",
-      "skipped hosts/9.tmp: the temporary file", "skipped hosts/sub: a directory",
+      "skipped hosts/9.tmp: the temporary file",
+      "skipped hosts/sub: a directory",
       "skipped notes/3: the value of column text is longer than the 2047 bytes",
       "skipped tal/database/orphan: a table directory without a schema file",
       "10 entries were left out (named above)"};
-  const std::map<std::string, std::string> written = {
-      {"table", "1   h1    8080"}, {"csv", "1,h1,8080"}, {"json", "\"name\": \"h1\""},
-      {"ini", "rec_1 = 1, h1, 8080"}, {"sql", "VALUES (1, 'h1', 8080)"}};
+  const std::map<std::string, std::string> written = {{"table", "1   h1    8080"},
+                                                      {"csv", "1,h1,8080"},
+                                                      {"json", "\"name\": \"h1\""},
+                                                      {"ini", "rec_1 = 1, h1, 8080"},
+                                                      {"sql", "VALUES (1, 'h1', 8080)"}};
   for (const auto& format : written) {
     for (bool partial : {false, true}) {
       Names args = {"dump", "--format", format.first};
@@ -150,34 +170,45 @@ TEST_F(BackupTest, CopiesNameWhatTheyLeaveOutAndFailUnlessAPartialCopyIsAsked) {
       EXPECT_EQ(got.err.find("hosts/12"), std::string::npos) << format.first;
       for (const std::string& line : leftOut)
         EXPECT_NE(got.err.find("taldb: " + std::string(line[0] == 's' ? "" : "dump: ") + line),
-                  std::string::npos) << format.first << " " << line << "\n" << got.err;
+                  std::string::npos)
+            << format.first << " " << line << "\n"
+            << got.err;
       EXPECT_NE(got.err.find(partial ? "a partial copy, as --allow-partial asks"
-                                     : "this dump is not whole"), std::string::npos) << got.err;
+                                     : "this dump is not whole"),
+                std::string::npos)
+          << got.err;
     }
   }
   expectRows({{{"dump", "hosts"}, 1, "dump: 8 entries were left out"}});
 
   // A backup that is not whole is not written, unless asked for; then restore takes it only
   // when asked as well.
-  Result refused = expectRows({{{"backup", at("b.txt")}, 1, "no backup was written to " + at("b.txt")}});
+  Result refused =
+      expectRows({{{"backup", at("b.txt")}, 1, "no backup was written to " + at("b.txt")}});
   EXPECT_EQ(refused.out, "");
   EXPECT_EQ(list(""), Names({"db", "secret", "test.ini"}));
   Result partial = run({"backup", at("b.txt"), "--allow-partial"});
   EXPECT_EQ(partial.status, 0);
   EXPECT_EQ(partial.out, "backed up 2 tables, 3 records to " + at("b.txt") + "\n");
   EXPECT_NE(partial.err.find("backup: 10 entries were left out (named above); a partial copy"),
-            std::string::npos) << partial.err;
+            std::string::npos)
+      << partial.err;
   expectRows({{{"--root", at("copy"), "restore", at("b.txt")}, 1, "left 10 entries out", true},
-              {{"--root", at("copy"), "restore", at("b.txt"), "--allow-partial"}, 0,
-               "3 records under " + at("copy") + " from " + at("b.txt") + " (a partial backup: 10 "
-               "entries were left out when it was written)", true}});
+              {{"--root", at("copy"), "restore", at("b.txt"), "--allow-partial"},
+               0,
+               "3 records under " + at("copy") + " from " + at("b.txt") +
+                   " (a partial backup: 10 "
+                   "entries were left out when it was written)",
+               true}});
   EXPECT_EQ(readFile("b.txt").find("SECRET"), std::string::npos);
 
   // check names the link with what repair does about it; lookups and updates do not follow it.
   Result check = expectRows({{{"check"}, 1, ""}});
   EXPECT_NE(check.out.find("database/hosts/7: a symbolic link where only record files belong: dump "
                            "and backup leave it out and never follow it; 'taldb repair' does not "
-                           "remove it: remove the link by hand\n"), std::string::npos) << check.out;
+                           "remove it: remove the link by hand\n"),
+            std::string::npos)
+      << check.out;
   EXPECT_EQ(check.out.find("SECRET"), std::string::npos);
   expectRows({{{"get", "hosts", "7"}, 1, "get hosts 7: 7 is a symbolic link, not a record file"},
               {{"update", "hosts", "7", "port=2"}, 1, "7 is a symbolic link"}});
@@ -193,7 +224,8 @@ TEST_F(BackupTest, AFifoInATableIsNamedNeverOpened) {
   createDatabase();
   ASSERT_EQ(mkfifo(at(data("hosts/8")).c_str(), 0600), 0);
   ASSERT_EQ(symlink(at(data("hosts/8")).c_str(), at(data("hosts/9.tmp")).c_str()), 0);
-  expectRows({{{"dump", "hosts"}, 1, "skipped hosts/8: a FIFO, socket or device where only record"}});
+  expectRows(
+      {{{"dump", "hosts"}, 1, "skipped hosts/8: a FIFO, socket or device where only record"}});
   Result check = run({"check"});
   for (const char* line : {"database/hosts/8: a FIFO, socket or device where only record files",
                            "database/hosts/9.tmp: a symbolic link where only record files belong: "
@@ -207,14 +239,17 @@ TEST_F(BackupTest, AFifoInATableIsNamedNeverOpened) {
 TEST_F(BackupTest, IniDumpIsReadBackBySeedOrRefusedNamingTheRecord) {
   createDatabase();
   expectRows({{{"put", "notes", "4", "a = b; #c"}, 0, "wrote"}});
-  Result dump = expectRows({{{"dump", "--format", "ini"}, 0, "[notes]\nschema = id[int]|text[varchar]\n"}});
+  Result dump =
+      expectRows({{{"dump", "--format", "ini"}, 0, "[notes]\nschema = id[int]|text[varchar]\n"}});
   writeFile("dump.ini", dump.out);
   auto before = snapshot("db");
   expectRows({{{"clear", "notes"}, 0, "1 record removed"},
               {{"seed", "notes", at("dump.ini")}, 0, "1 record"}});
   EXPECT_EQ(snapshot("db"), before);
   writeFile(data("notes/5"), std::string(2048, 'n') + "|");
-  expectRows({{{"dump", "notes", "--format", "ini"}, 1, "skipped notes/5: the value of column text is longer"}});
+  expectRows({{{"dump", "notes", "--format", "ini"},
+               1,
+               "skipped notes/5: the value of column text is longer"}});
 }
 
 // The tool reads a record file itself (never through a link), split exactly as the store's own

@@ -334,7 +334,8 @@ class BackupReader {
         if (fields.size() != 2) fail("a table line holds a name and a schema line");
         table = fields[0];
         std::string problem = fileNameProblem(table);
-        if (problem.empty() && joinPath(dataDir_, table).size() != dataDir_.size() + 1 + table.size())
+        if (problem.empty() &&
+            joinPath(dataDir_, table).size() != dataDir_.size() + 1 + table.size())
           problem = "would make a path longer than the store takes";
         if (!problem.empty()) fail("the table name " + quoted(table) + " " + problem);
         if (!tables.insert(table).second) fail("the table " + quoted(table) + " comes twice");
@@ -362,7 +363,8 @@ class BackupReader {
         for (size_t i = 1; i < fields.size(); ++i) {
           const std::string& value = fields[i];
           if (value.find_first_of(std::string("|\n\0", 3)) != std::string::npos)
-            fail("a value of record " + quoted(fields[0]) + " holds '|', a line feed or NUL, "
+            fail("a value of record " + quoted(fields[0]) +
+                 " holds '|', a line feed or NUL, "
                  "which a record file cannot hold");
           if (!TalDB::IsWholeValue(value.size()))
             fail("a value of record " + quoted(fields[0]) + " is longer than the " +
@@ -402,8 +404,7 @@ class BackupReader {
   void header(const std::string& line) {
     if (line == kHeader) return;
     if (line.compare(0, 13, "taldb-backup ") == 0) {
-      fail("the backup is of format version " + line.substr(13) +
-           "; this taldb reads version 1");
+      fail("the backup is of format version " + line.substr(13) + "; this taldb reads version 1");
     }
     fail("not a taldb backup: the first line is not '" + std::string(kHeader) + "'");
   }
@@ -417,8 +418,7 @@ class BackupReader {
     return true;
   }
   [[noreturn]] void fail(const std::string& what) {
-    throw Failure("restore: " + input_.source() + " line " + std::to_string(number_) + ": " +
-                  what);
+    throw Failure("restore: " + input_.source() + " line " + std::to_string(number_) + ": " + what);
   }
 
   Context& ctx_;
@@ -473,7 +473,8 @@ class Restorer {
     ctx_.require(table_->Open(), "restore: open table " + name);
     std::string line;
     if (readSchemaLine(*table_, line) != "" || line != schema)
-      throw Failure("restore: table " + name + ": its schema file does not hold the backup's "
+      throw Failure("restore: table " + name +
+                    ": its schema file does not hold the backup's "
                     "schema line after it was made");
   }
 
@@ -522,9 +523,9 @@ class Restorer {
     if (batch_.empty()) return;
     std::vector<const char*> texts;
     for (const std::string& text : batch_) texts.push_back(text.c_str());
-    ctx_.require(table_->addRecords(texts.data(), static_cast<int>(texts.size()), nullptr, false,
-                                    nullptr),
-                 "restore: write records of table " + std::string(table_->name()));
+    ctx_.require(
+        table_->addRecords(texts.data(), static_cast<int>(texts.size()), nullptr, false, nullptr),
+        "restore: write records of table " + std::string(table_->name()));
     batch_.clear();
   }
 
@@ -533,8 +534,8 @@ class Restorer {
   // own record writer, under the table's directory lock as every writer.
   void writeOne(const std::vector<std::string>& fields) {
     const std::vector<CColumn*>& columns = table_->columns();
-    std::string action = "restore: write record " + quoted(fields[0]) + " of table " +
-                         table_->name();
+    std::string action =
+        "restore: write record " + quoted(fields[0]) + " of table " + table_->name();
     for (size_t i = 0; i < columns.size(); ++i)
       ctx_.require(columns[i]->SetData(fields[i].c_str()), action);
     TalDB::DirLock lock;
@@ -646,11 +647,10 @@ int cmdRestore(Context& ctx) {
   ctx.note() << "restored " << plural(counts.tables, "table", "tables") << ", "
              << plural(counts.records, "record", "records") << " under " << root << " from "
              << input.source()
-             << (counts.leftOut != 0
-                     ? " (a partial backup: " +
-                           plural(counts.leftOut, "entry was", "entries were") +
-                           " left out when it was written)"
-                     : std::string())
+             << (counts.leftOut != 0 ? " (a partial backup: " +
+                                           plural(counts.leftOut, "entry was", "entries were") +
+                                           " left out when it was written)"
+                                     : std::string())
              << "\n";
   return kExitOk;
 }

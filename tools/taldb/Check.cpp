@@ -54,13 +54,15 @@ std::string leftoverFinding(TalDB::RepairAction action) {
 // What a check finding of a symbolic link in a table directory says, with
 // what repair does with an entry of its name; the link itself is not read.
 std::string linkFinding(const std::string& name) {
-  std::string text = "a symbolic link where only record files belong: dump and backup leave it "
-                     "out and never follow it; ";
+  std::string text =
+      "a symbolic link where only record files belong: dump and backup leave it "
+      "out and never follow it; ";
   if (TalDB::IsMarkedName(name.c_str()))
     return text + "'taldb repair' and 'taldb recover' remove the link, never what it points to";
   if (TalDB::IsTempName(name.c_str())) {
-    return text + "'taldb repair' reads what it points to, then removes the link or renames it "
-                  "into place as a record: remove the link by hand first";
+    return text +
+           "'taldb repair' reads what it points to, then removes the link or renames it "
+           "into place as a record: remove the link by hand first";
   }
   return text + "'taldb repair' does not remove it: remove the link by hand";
 }

@@ -133,8 +133,8 @@ enum OptionBit : unsigned {
   kOptCreate = 1u << 3,  // --id and --host
   kOptDescription = 1u << 4,
   kOptDryRun = 1u << 5,
-  kOptNoHeader = 1u << 6,  // taken by every command that takes --format
-  kOptPut = 1u << 7,  // --put, and import's other options
+  kOptNoHeader = 1u << 6,     // taken by every command that takes --format
+  kOptPut = 1u << 7,          // --put, and import's other options
   kOptDumpFormats = 1u << 8,  // --format ini and sql, with kOptFormat
   kOptPartial = 1u << 9,      // --allow-partial: a dump or backup that leaves entries out
   kOptTrim = 1u << 10,        // --trim: values stored without the blanks at their ends
@@ -151,10 +151,10 @@ struct Options {
   bool yes = false;
   bool dryRun = false;
   bool put = false;
-  bool batchCheck = false;  // import: check each batch as it is written
+  bool batchCheck = false;    // import: check each batch as it is written
   bool allowPartial = false;  // dump, backup, restore: a copy without some entries is wanted
   bool trim = false;          // add, put, update, import: blanks at a value's ends are dropped
-  std::string fromLine;     // import: the first line of the file to write
+  std::string fromLine;       // import: the first line of the file to write
   std::string formatName;
   Format format = Format::Table;
   std::string id;

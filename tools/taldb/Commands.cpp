@@ -60,7 +60,8 @@ void requireRecord(Context& ctx, const CTable& table, const std::string& name) {
   // The store's reader would follow a link to whatever file it names, and an
   // update would copy that file's first line into a record.
   if (isSymbolicLink(joinPath(table.path(), name)))
-    throw Failure(action(ctx) + ": " + name + " is a symbolic link, not a record file, and is "
+    throw Failure(action(ctx) + ": " + name +
+                  " is a symbolic link, not a record file, and is "
                   "never followed; see 'taldb check'");
   if (TalDB::IsDirectory(joinPath(table.path(), name).c_str()))
     throw Failure(action(ctx) + ": " + name + " is a directory, not a record file");

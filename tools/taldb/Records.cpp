@@ -294,8 +294,8 @@ void LeftOut::add(const std::vector<std::string>& entries) {
 
 void LeftOut::finish(const std::string& command, const std::string& what) {
   if (count_ == 0) return;
-  std::string text = command + ": " + plural(count_, "entry was", "entries were") +
-                     " left out (named above)";
+  std::string text =
+      command + ": " + plural(count_, "entry was", "entries were") + " left out (named above)";
   if (!ctx_.options().allowPartial) {
     throw Failure(text + ": " + what +
                   "; 'taldb check' says what each is; --allow-partial takes a partial copy");

@@ -309,10 +309,10 @@ Options parseCommandLine(const std::vector<std::string>& argv) {
 }
 
 // How a usage error names the options of each OptionBit, in bit order.
-const char* const kOptionNames[] = {
-    "--root or --config", "--format",    "--yes", "--id or --host",        "--description",
-    "--dry-run",          "--no-header", "--put", "--format ini or sql", "--allow-partial",
-    "--trim"};
+const char* const kOptionNames[] = {"--root or --config", "--format",      "--yes",
+                                    "--id or --host",     "--description", "--dry-run",
+                                    "--no-header",        "--put",         "--format ini or sql",
+                                    "--allow-partial",    "--trim"};
 
 void checkUsage(const Command& command, const Options& options) {
   // Whatever prints rows can print them without their header.
