@@ -32,9 +32,13 @@ RepairAction PlanRepair(const char* dir, const char* name, size_t columns) {
   if (IsMarkedName(name)) return RepairAction::kRemoveMarked;
   char record[kPathLimit];
   if (!RecordPathOf(dir, name, record)) return RepairAction::kNone;
-  if (gux_access(record, 0) == 0) return RepairAction::kDropStale;
+  // A durable write's temporary file is a plain file: a link, a FIFO or a
+  // directory of that name is someone else's, and is neither read (a FIFO
+  // would never answer) nor removed.
   char leftover[kPathLimit];
   JoinPath(leftover, dir, name);
+  if (!IsPlainFile(leftover)) return RepairAction::kNone;
+  if (gux_access(record, 0) == 0) return RepairAction::kDropStale;
   LineReader line;
   // Every durable write flushes its temporary file before it removes or
   // renames anything, so a leftover that is not whole was never the only copy

@@ -63,6 +63,11 @@ int FlushDirectory(const char* path) {
   return rc;
 }
 
+bool IsPlainFile(const char* path) {
+  struct stat st;
+  return ::lstat(path, &st) == 0 && S_ISREG(st.st_mode);
+}
+
 int OpenDirectoryForLock(const char* path) {
   return ::openat(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }

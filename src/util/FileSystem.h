@@ -28,6 +28,8 @@ int MakeDirectory(const char* path, mode_t mode);
 int RemoveDirectory(const char* path);
 // stat, following symbolic links.
 bool IsDirectory(const char* path);
+// lstat: a regular file itself, not a link to one.
+bool IsPlainFile(const char* path);
 
 // The flushes the store adds of its own, beyond the durable write's (a
 // removal, a schema file, a new directory), go through fdatasync: it puts a

@@ -205,8 +205,8 @@ TEST_F(BackupTest, CopiesNameWhatTheyLeaveOutAndFailUnlessAPartialCopyIsAsked) {
   // check names the link with what repair does about it; lookups and updates do not follow it.
   Result check = expectRows({{{"check"}, 1, ""}});
   EXPECT_NE(check.out.find("database/hosts/7: a symbolic link where only record files belong: dump "
-                           "and backup leave it out and never follow it; 'taldb repair' does not "
-                           "remove it: remove the link by hand\n"),
+                           "and backup leave it out and never follow it; 'taldb repair' leaves it "
+                           "alone: remove the link by hand\n"),
             std::string::npos)
       << check.out;
   EXPECT_EQ(check.out.find("SECRET"), std::string::npos);
@@ -229,9 +229,12 @@ TEST_F(BackupTest, AFifoInATableIsNamedNeverOpened) {
   Result check = run({"check"});
   for (const char* line : {"database/hosts/8: a FIFO, socket or device where only record files",
                            "database/hosts/9.tmp: a symbolic link where only record files belong: "
-                           "dump and backup leave it out and never follow it; 'taldb repair' reads "
-                           "what it points to, then removes the link or renames it into place"})
+                           "dump and backup leave it out and never follow it; 'taldb repair' leaves "
+                           "it alone"})
     EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
+  // Repair neither reads through the link (the FIFO would never answer) nor removes it.
+  expectRows({{{"repair"}, 0, "repaired 2 tables: 0 files changed"}});
+  EXPECT_TRUE(exists(data("hosts/9.tmp")));
 }
 
 // The description file dump writes is what create and seed read: it comes back, or the dump fails

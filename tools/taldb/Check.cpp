@@ -59,12 +59,7 @@ std::string linkFinding(const std::string& name) {
       "out and never follow it; ";
   if (TalDB::IsMarkedName(name.c_str()))
     return text + "'taldb repair' and 'taldb recover' remove the link, never what it points to";
-  if (TalDB::IsTempName(name.c_str())) {
-    return text +
-           "'taldb repair' reads what it points to, then removes the link or renames it "
-           "into place as a record: remove the link by hand first";
-  }
-  return text + "'taldb repair' does not remove it: remove the link by hand";
+  return text + "'taldb repair' leaves it alone: remove the link by hand";
 }
 
 class Inspector {
