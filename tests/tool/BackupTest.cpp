@@ -227,10 +227,11 @@ TEST_F(BackupTest, AFifoInATableIsNamedNeverOpened) {
   expectRows(
       {{{"dump", "hosts"}, 1, "skipped hosts/8: a FIFO, socket or device where only record"}});
   Result check = run({"check"});
-  for (const char* line : {"database/hosts/8: a FIFO, socket or device where only record files",
-                           "database/hosts/9.tmp: a symbolic link where only record files belong: "
-                           "dump and backup leave it out and never follow it; 'taldb repair' leaves "
-                           "it alone"})
+  for (const char* line :
+       {"database/hosts/8: a FIFO, socket or device where only record files",
+        "database/hosts/9.tmp: a symbolic link where only record files belong: "
+        "dump and backup leave it out and never follow it; 'taldb repair' leaves "
+        "it alone"})
     EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
   // Repair neither reads through the link (the FIFO would never answer) nor removes it.
   expectRows({{{"repair"}, 0, "repaired 2 tables: 0 files changed"}});

@@ -132,7 +132,8 @@ TEST_F(ToolTest, ToolAndHostProcessesSeeOnlyWholeWritesAndReportWhatWasDone) {
   auto tool = [&](Names args, bool gone = false) {
     Result got = run(args);
     // Only a record another process deleted meanwhile may be missing.
-    bool missing = gone && got.status == 1 && got.err.find(": no such record\n") != std::string::npos;
+    bool missing =
+        gone && got.status == 1 && got.err.find(": no such record\n") != std::string::npos;
     if (got.status != 0 && !missing) {
       writeFile("failed." + std::to_string(getpid()), ::testing::PrintToString(args) + got.err);
       _exit(1);
@@ -140,8 +141,12 @@ TEST_F(ToolTest, ToolAndHostProcessesSeeOnlyWholeWritesAndReportWhatWasDone) {
     return got;
   };
   const std::vector<std::function<void(int)>> work = {
-      [&](int i) { tool({"update", "hosts", "1", "port=" + std::to_string(i)}); },
-      [&](int) { tool({"get", "hosts", "1"}); },
+      [&](int i) {
+        tool({"update", "hosts", "1", "port=" + std::to_string(i)});
+      },
+      [&](int) {
+        tool({"get", "hosts", "1"});
+      },
       [&](int) {
         if (tool({"list", "hosts"}).out.find(".tmp") != std::string::npos) _exit(2);
       },
@@ -149,12 +154,15 @@ TEST_F(ToolTest, ToolAndHostProcessesSeeOnlyWholeWritesAndReportWhatWasDone) {
         std::string id = tool({"add", "hosts", "t,1"}).out;
         tool({"delete", "hosts", id.substr(0, id.find('\n'))});
       },
-      [&](int) { tool({"get", "hosts", "3"}, true), tool({"update", "hosts", "3", "port=1"}, true); },
+      [&](int) {
+        tool({"get", "hosts", "3"}, true), tool({"update", "hosts", "3", "port=1"}, true);
+      },
       [&](int i) {
         TalDB::CTable own(db_.c_str(), "hosts");
         int id = 0;
         if (own.Open() != 0 || own.updateRecord("2", i % 2 ? "port=1" : "port=2") != 0) _exit(3);
-        if (own.addRecord("h,1", &id, 0) != 0 || own.deleteRecord(std::to_string(id).c_str())) _exit(4);
+        if (own.addRecord("h,1", &id, 0) != 0 || own.deleteRecord(std::to_string(id).c_str()))
+          _exit(4);
       },
       [&](int) {
         TalDB::CTable own(db_.c_str(), "hosts");
@@ -163,7 +171,9 @@ TEST_F(ToolTest, ToolAndHostProcessesSeeOnlyWholeWritesAndReportWhatWasDone) {
         for (int rc = own.ListRecordsStart(nullptr); rc == 0; rc = own.ListRecordsNext(nullptr))
           if (std::string(own.columns()[0]->data()).find(".tmp") != std::string::npos) _exit(6);
       },
-      [&](int) { tool({"count", "hosts"}); },
+      [&](int) {
+        tool({"count", "hosts"});
+      },
   };
   std::vector<pid_t> children;
   for (const auto& step : work) {
@@ -204,7 +214,9 @@ TEST_F(ToolTest, CreateAndWorkOnTablesAndRecords) {
       {{"get", "hosts", "3"}, 0, "id    3\nname  web02\nport  9090\n"},
       {{"get", "hosts", "3", "--format=json"}, 0, "3, \"name\": \"web02\", \"port\": 9090}"},
       {{"get", "hosts", "3", "port"}, 0, "9090\n"},
-      {{"update", "hosts", "3", " port = 1", "name=web9", "--trim"}, 0, "of hosts (changed: port, name)\n"},
+      {{"update", "hosts", "3", " port = 1", "name=web9", "--trim"},
+       0,
+       "of hosts (changed: port, name)\n"},
       {{"update", "hosts", "3", "port=1"}, 0, "updated record 3 of hosts (no value changed)\n"},
       {{"get", "hosts", "3", "--format", "csv"}, 0, "id,name,port\n3,web9,1\n"},
       {{"delete", "hosts", "3"}, 0, "deleted record 3 of hosts\n"},
@@ -305,38 +317,42 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
   TalDB::SchemaFingerprint("id[int]|a[int]", 14, seal);
   const Names schemas({"ghost", "id[int]|a[int]\n" + std::string(seal), "partial",
                        "id[int]|b|c[int]\nfp", "blank", "\nfp", "cut", "id[int]|a[int]"});
-  for (size_t i = 0; i < schemas.size(); i += 2) writeFile("db/tal/schema/" + schemas[i], schemas[i + 1]);
+  for (size_t i = 0; i < schemas.size(); i += 2)
+    writeFile("db/tal/schema/" + schemas[i], schemas[i + 1]);
   for (const char* dir : {"orphan", "partial", "blank", "cut"}) makeDir(data(dir));
   auto before = snapshot();
   Result check = expectRows({{{"check"}, 1, ""}});
   const std::string repair = "; 'taldb repair' ";
-  for (const std::string& line : Names{
-           "schema/blank: schema file cannot be loaded (status 5: schema length is 0)",
-           "schema/ghost: schema file without a table directory" + repair + "makes it",
-           "hosts/1.tmp: leftover of an interrupted write beside its record" + repair + "removes",
-           "database/hosts/4.ADD: marked name, never a record" + repair + "or 'taldb recover'",
-           "database/hosts/5: record file is empty" + repair + "does not fix it\n",
-           "database/hosts/6: record has too few fields (1 of 2)",
-           "hosts/7.tmp: leftover of an interrupted write, not a whole record, so never acknowledged" +
-               repair + "removes",
-           "its record missing" + repair + "renames it into place\n",
-           "database/hosts/sub: a directory where only record files belong",
-           "database/notes/x.UPDATE.old: marked name",
-           "notes/2: the value of column text is longer than the 2047 bytes a value keeps",
-           "does not fix it: copy the value out of the file, then store a shorter one\n",
-           "schema/partial: schema line does not parse whole (1 of 3 column definitions load)",
-           "schema/partial: schema line does not match its fingerprint: cut short or changed",
-           "schema/cut: schema file is cut short: no line end after the schema line, no fingerprint",
-           "database/orphan: table directory without a schema file",
-           "\n15 problems found under " + db_ + "\n"})
+  for (const std::string& line :
+       Names{"schema/blank: schema file cannot be loaded (status 5: schema length is 0)",
+             "schema/ghost: schema file without a table directory" + repair + "makes it",
+             "hosts/1.tmp: leftover of an interrupted write beside its record" + repair + "removes",
+             "database/hosts/4.ADD: marked name, never a record" + repair + "or 'taldb recover'",
+             "database/hosts/5: record file is empty" + repair + "does not fix it\n",
+             "database/hosts/6: record has too few fields (1 of 2)",
+             "hosts/7.tmp: leftover of an interrupted write, not a whole record, so never "
+             "acknowledged" +
+                 repair + "removes",
+             "its record missing" + repair + "renames it into place\n",
+             "database/hosts/sub: a directory where only record files belong",
+             "database/notes/x.UPDATE.old: marked name",
+             "notes/2: the value of column text is longer than the 2047 bytes a value keeps",
+             "does not fix it: copy the value out of the file, then store a shorter one\n",
+             "schema/partial: schema line does not parse whole (1 of 3 column definitions load)",
+             "schema/partial: schema line does not match its fingerprint: cut short or changed",
+             "schema/cut: schema file is cut short: no line end after the schema line, no "
+             "fingerprint",
+             "database/orphan: table directory without a schema file",
+             "\n15 problems found under " + db_ + "\n"})
     EXPECT_NE(check.out.find(line), std::string::npos) << line << "\n" << check.out;
   EXPECT_EQ(check.out.find("schema/ghost: schema line"), std::string::npos) << check.out;
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"--root", at("none"), "check"}, 1, "no database under", true}});
   // No record goes through a schema that is not whole.
   unlink(at("db/tal/schema/blank").c_str());
-  expectRows({{{"add", "partial", "1,2"}, 1, "does not match its fingerprint"},
-              {{"put", "cut", "1", "2"}, 1, "no record of this table is written until it is whole"}});
+  expectRows(
+      {{{"add", "partial", "1,2"}, 1, "does not match its fingerprint"},
+       {{"put", "cut", "1", "2"}, 1, "no record of this table is written until it is whole"}});
   EXPECT_EQ(list(data("cut")), Names{});
 
   // Recovery removes the marked names only; repair then deals with the rest.
@@ -348,7 +364,8 @@ TEST_F(ToolTest, ListingsSkipAndCheckRecoverAndRepairReportWhatTheyFind) {
   for (const std::string& line :
        {hosts + "9.tmp: would be renamed into place: its record is missing\n",
         hosts + "1.tmp: would be removed: its record exists, so this write never completed\n",
-        hosts + "7.tmp: would be removed: not a whole record, so this write was never acknowledged\n",
+        hosts +
+            "7.tmp: would be removed: not a whole record, so this write was never acknowledged\n",
         std::string("dry run over 1 table: 3 files would change, 0 would be left in place; ")})
     EXPECT_NE(plan.out.find(line), std::string::npos) << line << plan.out;
   EXPECT_EQ(snapshot(), before);
@@ -379,8 +396,9 @@ TEST(ToolNumbers, WholeNumbersOfIntAndBigintColumns) {
   const std::vector<std::pair<int, Names>> groups = {
       {2, {"0", "-2147483648", "2147483647"}},
       {1, {"2147483648", "-9223372036854775808", "9223372036854775807"}},
-      {0, {"9223372036854775808", "-9223372036854775809", "12345678901234567890123", "007",
-           "-0", "+1", "", "-", " 1", "1e3"}}};
+      {0,
+       {"9223372036854775808", "-9223372036854775809", "12345678901234567890123", "007", "-0", "+1",
+        "", "-", " 1", "1e3"}}};
   for (const auto& group : groups)
     for (const std::string& text : group.second) {
       EXPECT_EQ(taldb_cli::typeProblem(text, Kind::Int).empty(), group.first == 2) << text;
@@ -394,14 +412,17 @@ TEST(ToolNumbers, WholeNumbersOfIntAndBigintColumns) {
 // sequence is U+FFFD, each; control characters are escaped.
 TEST(ToolJson, StringsAreValidWhateverTheBytes) {
   const std::string fffd = "\xEF\xBF\xBD";
-  for (const Names& c : std::vector<Names>{
-           {"caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9D\x84\x9E", "caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9D\x84\x9E"},
-           {"a\xFF" "b", "a" + fffd + "b"},
-           {"\xC0\xAF", fffd + fffd},                  // overlong
-           {"\xED\xA0\x80", fffd + fffd + fffd},       // a surrogate
-           {"\xF4\x90\x80\x80", fffd + fffd + fffd + fffd},  // past U+10FFFF
-           {"\xE2\x82", fffd + fffd},                  // cut short
-           {"\"\\\n\t\x01\x7F\xC2\x85", "\\\"\\\\\\n\\t\\u0001\\u007f\\u0085"}})
+  for (const Names& c :
+       std::vector<Names>{{"caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9D\x84\x9E",
+                           "caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9D\x84\x9E"},
+                          {"a\xFF"
+                           "b",
+                           "a" + fffd + "b"},
+                          {"\xC0\xAF", fffd + fffd},                        // overlong
+                          {"\xED\xA0\x80", fffd + fffd + fffd},             // a surrogate
+                          {"\xF4\x90\x80\x80", fffd + fffd + fffd + fffd},  // past U+10FFFF
+                          {"\xE2\x82", fffd + fffd},                        // cut short
+                          {"\"\\\n\t\x01\x7F\xC2\x85", "\\\"\\\\\\n\\t\\u0001\\u007f\\u0085"}})
     EXPECT_EQ(taldb_cli::jsonString(c[0]), "\"" + c[1] + "\"") << c[0];
 }
 
@@ -416,18 +437,24 @@ TEST_F(ToolTest, TypedColumnsTakeOnlyTheirNumbers) {
       {{"add-table", "t", "a(text)"}, 2, "invalid column 'a(text)': write NAME(TYPE)"},
       {{"add-table", "t", "my a(int)"}, 2, "invalid column 'my a(int)'"},
   });
-  EXPECT_EQ(readFile("db/tal/schema/sizes").substr(0, 42), "id[int]|n[int]|size[bigint]|note[varchar]\n");
+  EXPECT_EQ(readFile("db/tal/schema/sizes").substr(0, 42),
+            "id[int]|n[int]|size[bigint]|note[varchar]\n");
   auto before = snapshot();
   const std::string n = "the value '", of = "' of sizes.n (int) ";
-  for (const Names& c : std::vector<Names>{
-           {"", "is empty"}, {"+1", "is not written as the number itself"}, {"01", "is not written"},
-           {"-0", "is not written"}, {"1.0", "is not a whole number"}, {"2147483648", "is out of the range of int"}}) {
-    expectRows({{{"add", "sizes", c[0] + ",1,x"}, 2, n + c[0] + of + c[1]},
-                {{"put", "sizes", "3", c[0], "1", "x"}, 2, n + c[0] + of},
-                {{"update", "hosts", "1", "port=" + c[0]}, 2, "invalid assignment: the value '" + c[0]}});
+  for (const Names& c : std::vector<Names>{{"", "is empty"},
+                                           {"+1", "is not written as the number itself"},
+                                           {"01", "is not written"},
+                                           {"-0", "is not written"},
+                                           {"1.0", "is not a whole number"},
+                                           {"2147483648", "is out of the range of int"}}) {
+    expectRows(
+        {{{"add", "sizes", c[0] + ",1,x"}, 2, n + c[0] + of + c[1]},
+         {{"put", "sizes", "3", c[0], "1", "x"}, 2, n + c[0] + of},
+         {{"update", "hosts", "1", "port=" + c[0]}, 2, "invalid assignment: the value '" + c[0]}});
   }
-  expectRows({{{"add", "sizes", "1,9223372036854775808,x"}, 2, "sizes.size (bigint) is out of the range"},
-              {{"put", "sizes", "3", "1", "x", "x"}, 2, "sizes.size (bigint) is not a whole number"}});
+  expectRows(
+      {{{"add", "sizes", "1,9223372036854775808,x"}, 2, "sizes.size (bigint) is out of the range"},
+       {{"put", "sizes", "3", "1", "x", "x"}, 2, "sizes.size (bigint) is not a whole number"}});
   EXPECT_EQ(snapshot(), before);
   expectRows({{{"add", "sizes", "-2147483648,9223372036854775807,"}, 0, "1\n"},
               {{"put", "sizes", "2147483647,2147483647,-9223372036854775808,x"}, 0, "wrote"},
@@ -443,8 +470,10 @@ TEST_F(ToolTest, TypedColumnsTakeOnlyTheirNumbers) {
   Result check = expectRows({{{"check"}, 1, ""}});
   const std::string sizes = "database/sizes/", unfixed = "; 'taldb repair' does not fix it\n";
   for (const std::string& line :
-       {sizes + "-2147483648: negative record name, as an add past id 2147483647 writes; no add "
-                "gets an id while it is there" + unfixed,
+       {sizes +
+            "-2147483648: negative record name, as an add past id 2147483647 writes; no add "
+            "gets an id while it is there" +
+            unfixed,
         sizes + "007: record name is not an id from 0 to 2147483647 written plainly" + unfixed,
         sizes + "5: the value 'x' of column n (int) is not a whole number" + unfixed,
         sizes + "5: the value '' of column size (bigint) is empty",
@@ -547,13 +576,19 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
   // "\r\n" ends, blank lines at the end.
   writeFile("rows.csv", "\xEF\xBB\xBFport,name\r\n9,\"say \"\"hi\"\"\"\r\n7\r\n\r\n\r\n");
   writeFile("put.csv", "port,id,name\n9,2,\"a,b\"\n,78, b \n");
-  expectRows({{{"import", "hosts", at("rows.csv")}, 0,
+  expectRows({{{"import", "hosts", at("rows.csv")},
+               0,
                "3\n4\nimported 2 records into hosts from " + at("rows.csv") +
                    "; 1 row left trailing cells out, filled empty\n"},
-              {{"import", "hosts", at("put.csv"), "--put"}, 2, "line 3: the value ' b ' of hosts.name has blanks"}});
+              {{"import", "hosts", at("put.csv"), "--put"},
+               2,
+               "line 3: the value ' b ' of hosts.name has blanks"}});
   writeFile("put.csv", "port,id,name\n9,2,ab\n5,78, b \n");
-  expectRows({{{"import", "hosts", at("put.csv"), "--put", "--trim"}, 0, "2\n78\nimported 2 records into "
-               "hosts from " + at("put.csv") + " (1 added, 1 replaced)\n"}});
+  expectRows({{{"import", "hosts", at("put.csv"), "--put", "--trim"},
+               0,
+               "2\n78\nimported 2 records into "
+               "hosts from " +
+                   at("put.csv") + " (1 added, 1 replaced)\n"}});
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/2")) +
                 readFile(data("hosts/78")),
             "say \"hi\"|9||7|ab|9|b|5|");

@@ -111,17 +111,6 @@ std::vector<std::string> splitFields(const std::string& line) {
 
 // ---- Schema lines
 
-// The columns of a schema line as the store loads them.
-struct SchemaColumns {
-  explicit SchemaColumns(std::string line) { TalDB::ParseSchemaLine(&line[0], list); }
-  ~SchemaColumns() {
-    for (CColumn* column : list) delete column;
-  }
-  SchemaColumns(const SchemaColumns&) = delete;
-  SchemaColumns& operator=(const SchemaColumns&) = delete;
-  std::vector<CColumn*> list;
-};
-
 // How many column definitions a schema line holds, split as the store splits
 // it (a trailing "|" adds none).
 size_t definitionCount(const std::string& line) {

@@ -184,11 +184,12 @@ class Inspector {
     const std::vector<TalDB::CColumn*>& columns = table.columns();
     long fields = countFields(at(where)), kept = static_cast<long>(columns.size()) - 1;
     if (fields > kept) {
-      reportUnrepaired(where, "record has more fields than its table has columns after the first (" +
-                                  std::to_string(fields) + " for " + std::to_string(kept) +
-                                  "): reads see the first " + std::to_string(kept) +
-                                  ", and 'taldb update' refuses it, since the store would write it "
-                                  "back without the rest");
+      reportUnrepaired(where,
+                       "record has more fields than its table has columns after the first (" +
+                           std::to_string(fields) + " for " + std::to_string(kept) +
+                           "): reads see the first " + std::to_string(kept) +
+                           ", and 'taldb update' refuses it, since the store would write it "
+                           "back without the rest");
     }
     // Hosts write values through the library, which checks no type.
     for (size_t i = 1; i < columns.size(); ++i) {

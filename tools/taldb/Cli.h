@@ -7,6 +7,7 @@
 
 #include <taldb/taldb.h>
 
+#include "table/RecordFormat.h"
 #include "util/DirLock.h"
 
 #include "TypedValue.h"
@@ -295,6 +296,17 @@ ColumnSpec parseColumnSpec(const std::vector<std::string>& args);
 
 // ---- The checks against a table's schema, with the store's own splitting,
 // so that nothing is written that would not read back whole. UsageErrors.
+
+// The columns of a schema line, as the store loads them.
+struct SchemaColumns {
+  explicit SchemaColumns(std::string line) { TalDB::ParseSchemaLine(&line[0], list); }
+  ~SchemaColumns() {
+    for (TalDB::CColumn* column : list) delete column;
+  }
+  SchemaColumns(const SchemaColumns&) = delete;
+  SchemaColumns& operator=(const SchemaColumns&) = delete;
+  std::vector<TalDB::CColumn*> list;
+};
 
 // A value for a column: no "|", and not longer than the store keeps. The
 // message starts with where and names the column.

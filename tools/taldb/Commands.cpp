@@ -7,13 +7,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Values.h"
 #include "column/TypeWords.h"
 #include "database/SectionList.h"
 #include "database/SeedRecords.h"
 #include "table/RecordFormat.h"
 #include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
-#include "Values.h"
 
 namespace taldb_cli {
 
@@ -142,9 +142,9 @@ CTable& tableToWrite(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   TalDB::SchemaSeal seal = TalDB::CheckSchemaSeal(table.schemaPath());
   if (seal != TalDB::SchemaSeal::kWhole) {
-    throw Failure(action(ctx) + ": " + table.schemaPath() + ": " +
-                  TalDB::DescribeSchemaSeal(seal) +
-                  "; no record of this table is written until it is whole again; see 'taldb check'");
+    throw Failure(
+        action(ctx) + ": " + table.schemaPath() + ": " + TalDB::DescribeSchemaSeal(seal) +
+        "; no record of this table is written until it is whole again; see 'taldb check'");
   }
   return table;
 }
@@ -393,7 +393,8 @@ int cmdUpdate(Context& ctx) {
   // reading it back.
   std::string changed;
   for (size_t i = 0; i < assigned.size(); ++i)
-    if (before[i] != assigned[i].second) changed += (changed.empty() ? "" : ", ") + assigned[i].first;
+    if (before[i] != assigned[i].second)
+      changed += (changed.empty() ? "" : ", ") + assigned[i].first;
   ctx.wrote(action(ctx) + ": record " + name + " of " + table.name() + " was updated");
   ctx.note() << "updated record " << name << " of " << table.name()
              << (changed.empty() ? " (no value changed)" : " (changed: " + changed + ")") << "\n";
@@ -462,9 +463,9 @@ int cmdSeed(Context& ctx) {
   auto write = [&] {
     std::vector<const char*> texts;
     for (const std::string& text : batch) texts.push_back(text.c_str());
-    ctx.require(table.addRecords(texts.data(), static_cast<int>(texts.size()), nullptr, false,
-                                 nullptr),
-                action(ctx));
+    ctx.require(
+        table.addRecords(texts.data(), static_cast<int>(texts.size()), nullptr, false, nullptr),
+        action(ctx));
     batch.clear();
   };
   forEachSeedRecord(ctx, table, file, [&](int, const std::string& record) {
@@ -492,8 +493,10 @@ void addTableWithBigint(Context& ctx, const std::string& name, const ColumnSpec&
                      "description file, which trims blanks from a section's name");
   }
   if (spec.schemaLine.size() >= TalDB::kValueLimit) {
-    throw UsageError("column specification too long: a table with a bigint column takes a "
-                     "schema line of at most " + std::to_string(TalDB::kValueLimit - 1) + " bytes");
+    throw UsageError(
+        "column specification too long: a table with a bigint column takes a "
+        "schema line of at most " +
+        std::to_string(TalDB::kValueLimit - 1) + " bytes");
   }
   const char* tmp = std::getenv("TMPDIR");
   std::string path = std::string(tmp != nullptr && *tmp ? tmp : "/tmp") + "/taldb-table-XXXXXX";

@@ -81,12 +81,15 @@ void printJsonArray(std::ostream& out, const Rows& rows, const std::string& inde
 // The length of the well-formed UTF-8 sequence at text[at], or 0 when none
 // begins there: no overlong forms, no surrogates, nothing past U+10FFFF.
 size_t utf8Length(const std::string& text, size_t at) {
-  auto byte = [&](size_t i) { return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u; };
+  auto byte = [&](size_t i) {
+    return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u;
+  };
   unsigned lead = byte(0);
   if (lead < 0x80) return 1;
-  size_t length = lead >= 0xC2 && lead <= 0xDF ? 2 : lead >= 0xE0 && lead <= 0xEF ? 3
-                  : lead >= 0xF0 && lead <= 0xF4                            ? 4
-                                                                            : 0;
+  size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                  : lead >= 0xE0 && lead <= 0xEF ? 3
+                  : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                 : 0;
   // The second byte's range depends on the lead; every later one is 80 to BF.
   unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;

@@ -48,17 +48,6 @@ void checkRecordText(const std::string& where, const std::string& table,
     checkColumnValue(where, table, columns[first + i]->name(), values[i]);
 }
 
-// The columns of a schema line, as the store loads them.
-struct SchemaColumns {
-  explicit SchemaColumns(std::string line) { TalDB::ParseSchemaLine(&line[0], list); }
-  ~SchemaColumns() {
-    for (CColumn* column : list) delete column;
-  }
-  SchemaColumns(const SchemaColumns&) = delete;
-  SchemaColumns& operator=(const SchemaColumns&) = delete;
-  std::vector<CColumn*> list;
-};
-
 // One table section of a description file: its schema and seed records.
 void checkDescriptionTable(const std::string& file, const char* table) {
   std::string where = "create: table " + std::string(table) + ": ";
