@@ -87,67 +87,6 @@ TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
   EXPECT_EQ(readFile(record("0")), "200|200|");
 }
 
-// A writer adds and updates until it is killed; it reports each update
-// before it starts ("B id content") and each acknowledged write ("A id
-// content"). After every kill, repair must leave each acknowledged record
-// with its last acknowledged content or with that of the write in flight.
-TEST_F(ConcurrencyTest, KilledWritersLoseNoAcknowledgedRecord) {
-  std::map<int, std::string> acknowledged;
-  std::mt19937 random(20261123);
-  for (int round = 0; round < 200; ++round) {
-    unsigned seed = random();
-    const std::string log = "round" + std::to_string(round);
-    pid_t pid = Spawn(at(log), [&](int out) {
-      auto own = openHosts();
-      std::mt19937 mine(seed);
-      std::vector<int> ids;
-      for (const auto& record : acknowledged) ids.push_back(record.first);
-      for (int n = 0;; ++n) {
-        std::string name = "k" + std::to_string(round) + "n" + std::to_string(n);
-        // Adds until there are enough records to update, then now and
-        // then, so that kills meet both kinds of write throughout.
-        if (ids.size() < 60 || (ids.size() < 300 && mine() % 4 == 0)) {
-          int id = 0;
-          if (own->addRecord((name + ",1").c_str(), &id, 0) != 0) _exit(6);
-          ids.push_back(id);
-          Report(out, "A " + std::to_string(id) + " " + name + "|1|");
-        } else {
-          std::string id = std::to_string(ids[mine() % ids.size()]);
-          Report(out, "B " + id + " " + name + "|2|");
-          if (own->updateRecord(id.c_str(), ("name=" + name + ",port=2").c_str()) != 0) _exit(7);
-          Report(out, "A " + id + " " + name + "|2|");
-        }
-      }
-    });
-    ASSERT_GT(pid, 0);
-    std::this_thread::sleep_for(std::chrono::microseconds(200 + random() % 3000));
-    kill(pid, SIGKILL);
-    int status = Reap(pid);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
-    std::pair<int, std::string> inFlight{-1, ""};
-    std::istringstream report(readFile(log));
-    for (std::string line; std::getline(report, line);) {
-      std::istringstream in(line.substr(2));
-      int id;
-      std::string content;
-      in >> id >> content;
-      if (line[0] == 'B') {
-        inFlight = {id, content};
-      } else {
-        acknowledged[id] = content;
-        inFlight = {-1, ""};
-      }
-    }
-    auto repairer = openHosts();
-    ASSERT_EQ(repairer->repair(), 0);
-    for (auto& record : acknowledged) {
-      std::string onDisk = readFile(this->record(std::to_string(record.first)));
-      if (record.first == inFlight.first && onDisk == inFlight.second) record.second = onDisk;
-      ASSERT_EQ(onDisk, record.second) << "record " << record.first << " after kill " << round;
-    }
-  }
-}
-
 // Lookups by id against updates on the same table object: every value read
 // belongs to the record asked for.
 TEST_F(ConcurrencyTest, LookupsByIdSeeOnlyTheirOwnRecord) {
