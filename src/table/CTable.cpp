@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <unordered_map>
 
 #include "gux.h"
 #include "table/DurableWrite.h"
@@ -385,14 +386,20 @@ int CTable::addRecords(const char* const* texts, int count, int* ids, bool alloc
   } else {
     lock.lockPath(m_path);
   }
+  // An id given twice: the later record replaces the earlier, which is then
+  // not written at all.
+  std::unordered_map<unsigned int, int> latest;
   for (int i = 0; i < count; ++i) {
     if (allocate) records[i].id = largest + 1 + static_cast<unsigned int>(i);
     if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
     entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
-    // An id given twice: the later record replaces the earlier, which is
-    // then not written at all.
-    for (int j = 0; j < i && !allocate; ++j)
-      if (entries[j].id == entries[i].id) entries[j].skip = true;
+    if (allocate) continue;
+    try {
+      auto found = latest.emplace(records[i].id, i);
+      if (!found.second) entries[found.first->second].skip = true, found.first->second = i;
+    } catch (const std::bad_alloc&) {
+      return NoMemory();
+    }
   }
   int status = 0;
   size_t durable = DurableGroupWrite(m_path, StreamDescriptor(m_dirIter), entries.get(),
