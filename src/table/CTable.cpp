@@ -8,8 +8,8 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <algorithm>
 #include <optional>
-#include <unordered_map>
 
 #include "gux.h"
 #include "table/DurableWrite.h"
@@ -91,6 +91,22 @@ class StepCondition {
   const char* m_text;
   std::optional<RecordCondition> m_parsed;
 };
+
+// An id given twice in one batch: the later record replaces the earlier,
+// which is then not written at all. The entries are ordered by id through a
+// list of their positions, so that a batch costs no comparison of every pair.
+// False without memory for that list.
+bool SkipReplaced(GroupEntry* entries, int count) {
+  std::unique_ptr<int[]> order(new (std::nothrow) int[count]);
+  if (order == nullptr) return false;
+  for (int i = 0; i < count; ++i) order[i] = i;
+  std::sort(order.get(), order.get() + count, [&](int a, int b) {
+    return entries[a].id != entries[b].id ? entries[a].id < entries[b].id : a < b;
+  });
+  for (int i = 0; i + 1 < count; ++i)
+    entries[order[i]].skip = entries[order[i]].id == entries[order[i + 1]].id;
+  return true;
+}
 
 // Sets the columns from a record line, the first to the record name. Returns
 // how many were set: fewer than all when the line runs out of fields or a
@@ -386,21 +402,12 @@ int CTable::addRecords(const char* const* texts, int count, int* ids, bool alloc
   } else {
     lock.lockPath(m_path);
   }
-  // An id given twice: the later record replaces the earlier, which is then
-  // not written at all.
-  std::unordered_map<unsigned int, int> latest;
   for (int i = 0; i < count; ++i) {
     if (allocate) records[i].id = largest + 1 + static_cast<unsigned int>(i);
     if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
     entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
-    if (allocate) continue;
-    try {
-      auto found = latest.emplace(records[i].id, i);
-      if (!found.second) entries[found.first->second].skip = true, found.first->second = i;
-    } catch (const std::bad_alloc&) {
-      return NoMemory();
-    }
   }
+  if (!allocate && !SkipReplaced(entries.get(), count)) return NoMemory();
   int status = 0;
   size_t durable = DurableGroupWrite(m_path, StreamDescriptor(m_dirIter), entries.get(),
                                      static_cast<size_t>(count), &status);
