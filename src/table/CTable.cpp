@@ -5,10 +5,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <new>
-#include <algorithm>
 #include <optional>
 
 #include "gux.h"
