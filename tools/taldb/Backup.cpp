@@ -230,17 +230,16 @@ class Input {
       : source_(file == "-" ? std::string("standard input") : file) {
     path_ = file;
     if (file == "-") {
-      const char* dir = std::getenv("TMPDIR");
-      path_ = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-restore-XXXXXX";
-      int fd = mkstemp(&path_[0]);
-      if (fd < 0) fail("cannot keep standard input");
-      close(fd);
-      spooled_ = true;
-      std::ofstream copy(path_, std::ios::binary);
-      char buffer[1 << 16];
-      while (ctx.in().read(buffer, sizeof buffer) || ctx.in().gcount() > 0)
-        copy.write(buffer, ctx.in().gcount());
-      if (!copy.flush()) fail("cannot keep standard input in " + path_);
+      path_.clear();
+      bool kept = ctx.keepInput(path_);
+      spooled_ = !path_.empty();
+      // Thrown from here, the destructor does not run: the copy goes first.
+      if (!kept) {
+        int error = errno;
+        if (spooled_) unlink(path_.c_str());
+        errno = error;
+        fail("cannot keep standard input in a temporary file " + path_);
+      }
     }
     rewind();
   }

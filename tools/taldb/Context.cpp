@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 #include "Cli.h"
 #include "gux.h"
@@ -93,6 +94,19 @@ void Context::require(int status, const std::string& action) {
                   "): " + log_.explain(status));
   }
   log_.clear();
+}
+
+bool Context::keepInput(std::string& path) {
+  const char* dir = std::getenv("TMPDIR");
+  std::string pattern = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-input-XXXXXX";
+  int fd = mkstemp(&pattern[0]);
+  if (fd < 0) return false;
+  close(fd);
+  path = pattern;
+  std::ofstream copy(path, std::ios::binary);
+  char buffer[1 << 16];
+  while (in_.read(buffer, sizeof buffer) || in_.gcount() > 0) copy.write(buffer, in_.gcount());
+  return static_cast<bool>(copy.flush());
 }
 
 }  // namespace taldb_cli

@@ -86,21 +86,13 @@ class Input {
     stream_ = owned_.get();
   }
   void spool() {
-    const char* dir = getenv("TMPDIR");
-    std::string pattern =
-        std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-import-XXXXXX";
-    int fd = mkstemp(&pattern[0]);
-    if (fd < 0)
-      throw Failure("import: cannot keep standard input: " + std::string(std::strerror(errno)));
-    close(fd);
-    spooled_ = pattern;
-    std::ofstream copy(spooled_, std::ios::binary);
-    char buffer[1 << 16];
-    while (ctx_.in().read(buffer, sizeof buffer) || ctx_.in().gcount() > 0)
-      copy.write(buffer, ctx_.in().gcount());
-    if (!copy.flush()) {
-      throw Failure("import: cannot keep standard input in " + spooled_ + ": " +
-                    std::strerror(errno));
+    if (!ctx_.keepInput(spooled_)) {
+      std::string why = std::strerror(errno);
+      // Thrown from the constructor, the destructor does not run: the copy
+      // goes first.
+      if (!spooled_.empty()) unlink(spooled_.c_str());
+      throw Failure("import: cannot keep standard input in a temporary file " + spooled_ + ": " +
+                    why);
     }
     open(spooled_);
   }
