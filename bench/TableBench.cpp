@@ -222,18 +222,27 @@ void Update(benchmark::State& state) {
       });
 }
 
+// A batch of `count` records, as the group write takes it.
+struct Batch {
+  explicit Batch(int count) : text("webx,9000,a note of some length"), texts(count, text.c_str()) {}
+  // Writes the batch with allocated ids.
+  void addTo(TalDB::CTable& table) {
+    std::vector<int> ids(texts.size());
+    table.addRecords(texts.data(), static_cast<int>(texts.size()), ids.data(), true, nullptr);
+  }
+  std::string text;
+  std::vector<const char*> texts;
+};
+
 // The group write of a batch against the plain loop that writes the same
 // files as one group.
 void GroupWrite(benchmark::State& state) {
   Fixture taldb(100), plain(100);
   int count = static_cast<int>(state.range(0));
-  std::vector<std::string> texts(count, "webx,9000,a note of some length");
-  std::vector<const char*> pointers;
-  for (const std::string& text : texts) pointers.push_back(text.c_str());
-  std::vector<int> ids(count);
+  Batch batch(count);
   unsigned next = 101;
   RunPair(
-      state, [&] { taldb.table().addRecords(pointers.data(), count, ids.data(), true, nullptr); },
+      state, [&] { batch.addTo(taldb.table()); },
       [&] {
         PlainGroupWrite(plain.dir(), next, count);
         next += count;
@@ -243,18 +252,14 @@ void GroupWrite(benchmark::State& state) {
 // One-at-a-time adds against the group write of as many records.
 void OneAtATime(benchmark::State& state) {
   Fixture single(100), group(100);
-  int count = static_cast<int>(state.range(0));
-  std::vector<std::string> texts(count, "webx,9000,a note of some length");
-  std::vector<const char*> pointers;
-  for (const std::string& text : texts) pointers.push_back(text.c_str());
-  std::vector<int> ids(count);
+  Batch batch(static_cast<int>(state.range(0)));
   RunPair(
       state,
       [&] {
         int id = 0;
-        for (int i = 0; i < count; ++i) single.table().addRecord(pointers[i], &id, 0);
+        for (const char* text : batch.texts) single.table().addRecord(text, &id, 0);
       },
-      [&] { group.table().addRecords(pointers.data(), count, ids.data(), true, nullptr); });
+      [&] { batch.addTo(group.table()); });
 }
 
 void LookupByKey(benchmark::State& state) {
