@@ -125,4 +125,10 @@ TEST_F(RepairTest, TablesWhoseCreationWasCutShort) {
   EXPECT_EQ(unopened.repair(), 0);
   EXPECT_FALSE(exists("tal/schema/empty"));
   EXPECT_EQ(TalDB::CTalDatabase().open(root_.c_str()), 0);
+
+  // A directory that cannot be made is the table's failure, 7.
+  rmdir(at("tal/database/whole").c_str());
+  fault::failCall(fault::kMkdir, EIO, 1, "whole");
+  EXPECT_EQ(db.GetTable("whole")->repair(), 7);
+  EXPECT_FALSE(exists("tal/database/whole"));
 }
