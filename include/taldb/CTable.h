@@ -21,13 +21,19 @@
 // Processes: every write (add, update, delete, recover, clear, repair) also
 // holds an advisory lock (flock) on the table directory, so writers in other
 // processes, and other table objects for the same directory in this process,
-// wait for each other. A read takes that lock, shared, only when its walk
-// meets a write in flight (an ID.tmp, or a record gone between its name and
-// its open): it waits for the writer, then reads what the write left. So a
-// reader in another process never misses a record that exists before and
-// after a rewrite, and never lists another process's temporary file; a
-// leftover of a crash is still listed as an entry of its own. On a file
-// system without locks, writes and reads go on unlocked.
+// wait for each other. A read (a count, a lookup, one listing step) takes
+// that lock, shared, whenever it reads the directory itself (the first read
+// of a listing, each later refill of its directory stream's buffer) and when
+// it meets a write in flight (an ID.tmp, or a record gone between its name
+// and its open): it waits for the writer, then reads what the write left. So
+// within one call a reader in another process never misses a record that
+// exists before and after a rewrite, and never lists another process's
+// temporary file; a leftover of a crash is still listed as an entry of its
+// own. A listing is a series of calls: a record rewritten between two of
+// them keeps its place in the directory order only where the file system
+// keeps a name's place across a rename (ext4 does; tmpfs moves it to the
+// front, and a listing under way passes it by). On a file system without
+// locks, writes and reads go on unlocked.
 //
 // Durability: when a call returns 0, what it did is on stable storage, power
 // cut or not: an added or updated record (its file flushed, then renamed, then
@@ -146,10 +152,11 @@ class CTable {
   // 0 whether or not it was there, 20 no mutex.
   TALDB_EXPORT int deleteRecord(const char* name);
 
-  // ---- Listing and lookups (locked; the directory lock, shared, only while
-  // a walk waits for another process's write in flight, see Processes above)
+  // ---- Listing and lookups (locked; the directory lock shared while a walk
+  // reads the directory or waits for a write in flight, see Processes above)
   // The number of record entries (files are not opened), or -1. It counts
-  // names only: another process's temporary file may be counted.
+  // names only, under the directory lock: a write in flight in another
+  // process is not counted twice, a leftover of a crash is counted.
   TALDB_EXPORT int records();
   // Walk the records matching condition ("col=value,...", null for all) in
   // directory order; each 0 leaves the record in the columns. Start: 0, 7 no

@@ -285,9 +285,11 @@ int CTable::loadRecord(const char* name, int dirFd, size_t nameRoom, ReadFence* 
     read = line.read(path);
     // A record removed between the walk's reading of its name and its open
     // may be another process's rewrite in flight: its new file is looked for
-    // once the writer is done.
-    if (read == LineReader::kCannotOpen && errno == ENOENT && fence != nullptr && fence->settle())
+    // once the writer is done, before the next one can start.
+    if (read == LineReader::kCannotOpen && errno == ENOENT && fence != nullptr && fence->lock()) {
       read = line.read(path);
+      fence->unlock();
+    }
   }
   if (read == LineReader::kCannotOpen) return Fail(8, "failed to open record file: %s", path);
   // The copy of the record line that could not be made is the one failure
@@ -485,8 +487,11 @@ int CTable::records() {
   if (!LockAcquired(m_mutex)) return -1;
   MutexGuard hold(m_mutex);
   if (StreamAccess::openOn(m_dirIter, m_path) != 0) return -1;
+  // Under the lock shared, a record that another process rewrites meanwhile
+  // is counted once, neither missed nor counted with its temporary file.
+  ReadFence fence(m_dirIter, m_path);
   int count = 0;
-  while (NextRecordName(m_dirIter) != nullptr) ++count;
+  while (fence.nextName() != nullptr) ++count;
   return count;
 }
 
@@ -495,9 +500,9 @@ int CTable::walkRecords(const char* condition) {
   int dirFd = ShortcutsOn() ? StreamAccess::descriptorOn(m_dirIter, m_path) : -1;
   // The longest name whose full path is not cut at the path limit, plus one.
   size_t nameRoom = kPathLimit - 1 - strlen(m_path);
-  ReadFence fence(StreamDescriptor(m_dirIter), m_path);
+  ReadFence fence(m_dirIter, m_path);
   char settled[ReadFence::kNameSize];
-  while (const char* name = NextRecordName(m_dirIter)) {
+  while (const char* name = fence.nextName()) {
     // Another process's write in flight is waited for, never listed.
     if (IsTempName(name) && (name = fence.temporary(name, settled)) == nullptr) continue;
     if (loadRecord(name, dirFd, nameRoom, &fence) == 0 && wanted.holds(m_columns)) return 0;

@@ -1,7 +1,6 @@
 #include "table/ReadFence.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 
@@ -11,16 +10,50 @@
 
 namespace TalDB {
 
-ReadFence::~ReadFence() {
-  if (m_locked) UnlockFile(m_fd);
+ReadFence::ReadFence(CDirIterator& stream, const char* dir)
+    : m_stream(stream),
+      m_state(StreamAccess::walkState(stream)),
+      m_fd(StreamDescriptor(stream)),
+      m_dir(dir) {}
+
+// Without locks on this file system there is nothing to wait for; the walk
+// reads as it always has.
+bool ReadFence::lock() { return m_fd >= 0 && LockFile(m_fd, true); }
+
+void ReadFence::unlock() { UnlockFile(m_fd); }
+
+// The next entries of the directory into the walk's buffer; false at the
+// end of the directory or on a failed read, which ends the walk as the end of
+// the stream does.
+bool ReadFence::fill() {
+  bool locked = lock();
+  ssize_t got = getdents64(m_fd, m_state->buffer, sizeof(m_state->buffer));
+  if (locked) unlock();
+  m_state->offset = 0;
+  m_state->size = got > 0 ? static_cast<size_t>(got) : 0;
+  return got > 0;
 }
 
-bool ReadFence::settle() {
-  if (m_locked || m_fd < 0) return false;
-  // Without locks on this file system there is nothing to wait for; the walk
-  // reads as it always has.
-  m_locked = LockFile(m_fd, true);
-  return m_locked;
+struct dirent* ReadFence::read() {
+  if (m_state == nullptr) {
+    // Without a buffer of its own the walk reads the stream, under the lock
+    // for each entry.
+    bool locked = lock();
+    struct dirent* entry = m_stream.read();
+    if (locked) unlock();
+    return entry;
+  }
+  for (;;) {
+    if (m_state->offset >= m_state->size && !fill()) return nullptr;
+    auto* entry = reinterpret_cast<struct dirent*>(m_state->buffer + m_state->offset);
+    m_state->offset += entry->d_reclen;
+    // An entry without an inode is a removed one, passed over as the stream does.
+    if (entry->d_ino != 0) return entry;
+  }
+}
+
+const char* ReadFence::nextName() {
+  return NextRecordNameOf([this] { return read(); });
 }
 
 bool ReadFence::exists(const char* name) const {
@@ -32,13 +65,19 @@ bool ReadFence::exists(const char* name) const {
 }
 
 const char* ReadFence::temporary(const char* name, char* out) {
-  settle();
-  if (exists(name)) return name;
-  size_t length = strlen(name) - (sizeof(kTempSuffix) - 1);
-  if (length + 1 > kNameSize) return nullptr;
-  memcpy(out, name, length);
-  out[length] = '\0';
-  return exists(out) ? out : nullptr;
+  bool locked = lock();
+  const char* found = name;
+  if (!exists(name)) {
+    size_t length = strlen(name) - (sizeof(kTempSuffix) - 1);
+    found = nullptr;
+    if (length + 1 <= kNameSize) {
+      memcpy(out, name, length);
+      out[length] = '\0';
+      if (exists(out)) found = out;
+    }
+  }
+  if (locked) unlock();
+  return found;
 }
 
 }  // namespace TalDB

@@ -1,31 +1,47 @@
 // What a walk of a table directory does about writes in other processes. A
 // durable write removes the old record and then renames its temporary file
-// into place: a walk that reads the directory in between sees "N.tmp" and no
-// "N", and one that opens "N" just after its removal finds nothing. In one
-// process the table's mutex keeps writers out of a walk, so neither happens;
-// across processes the walk takes the directory lock shared, but only when it
-// meets one of these traces, so that an ordinary walk costs no lock at all.
-// Holding it, the walk waits for the writer to finish, then looks again.
+// into place: a read of the directory in between sees "N.tmp" and no "N", and
+// an open of "N" just after its removal finds nothing. In one process the
+// table's mutex keeps writers out of a walk, so neither happens; across
+// processes the walk takes the directory lock shared, which waits for the
+// writer in flight and keeps the next one out while it is held.
+//
+// The walk holds the lock whenever it reads the directory itself: it fills a
+// buffer of entries of its own (kept with the stream, see WalkState) under
+// the lock, and takes names from it without. It holds it again while it looks
+// at a trace of a write: a temporary file, or a record gone between the
+// reading of its name and its open. Never while it reads an ordinary record,
+// which may block (a FIFO) and must not keep writers of this process out
+// meanwhile. So a listing costs one lock per buffer of entries, not one per
+// record.
 #ifndef TALDB_TABLE_READFENCE_H
 #define TALDB_TABLE_READFENCE_H
 
+#include <dirent.h>
 #include <stddef.h>
+
+#include "taldb/CDirIterator.h"
+#include "util/StreamAccess.h"
 
 namespace TalDB {
 
 class ReadFence {
  public:
-  // dirFd: the descriptor of the directory stream being walked (-1: none);
+  // stream: the table's stream being walked, opened by StreamAccess::openOn;
   // dir: the table directory, by which names are read.
-  ReadFence(int dirFd, const char* dir) : m_fd(dirFd), m_dir(dir) {}
-  // Releases the lock at the end of the walk step.
-  ~ReadFence();
+  ReadFence(CDirIterator& stream, const char* dir);
   ReadFence(const ReadFence&) = delete;
   ReadFence& operator=(const ReadFence&) = delete;
 
-  // Waits for any write in flight to finish and keeps writers out until the
-  // end of the step. False when it had waited already: nothing new to see.
-  bool settle();
+  // The next record name of the stream (the entries NextRecordName gives),
+  // every read of the directory made under the lock.
+  const char* nextName();
+
+  // Waits for any write in flight to finish and keeps writers out until
+  // unlock(). False when there is no lock to take (no stream, or a file
+  // system without locks): there is nothing to wait for.
+  bool lock();
+  void unlock();
 
   // For a temporary file ("N.tmp") met by the walk: the name to read in its
   // place, after waiting for writers. The name itself while the file is still
@@ -36,11 +52,14 @@ class ReadFence {
   const char* temporary(const char* name, char* out);
 
  private:
+  struct dirent* read();
+  bool fill();
   bool exists(const char* name) const;
 
+  CDirIterator& m_stream;
+  WalkState* m_state;
   int m_fd;
   const char* m_dir;
-  bool m_locked = false;
 };
 
 }  // namespace TalDB

@@ -3,6 +3,7 @@
 #ifndef TALDB_TABLE_RECORDNAMES_H
 #define TALDB_TABLE_RECORDNAMES_H
 
+#include <dirent.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -34,10 +35,27 @@ inline bool IsTempName(const char* name) {
 // Logs the line every scan gives a marked name.
 void ReportMarkedName(const char* name);
 
-// The next record name of an open directory stream, or null at its end. "."
-// and ".." are passed over silently, marked names with their report. The name
-// stays valid until the stream is read again.
-const char* NextRecordName(CDirIterator& dir);
+// The next record name among the entries that read() gives, or null at their
+// end. "." and ".." are passed over silently, marked names with their report.
+// The name stays valid until read() is called again.
+template <class Read>
+const char* NextRecordNameOf(Read read) {
+  while (struct dirent* entry = read()) {
+    const char* name = entry->d_name;
+    if (IsDotEntry(name)) continue;
+    if (IsMarkedName(name)) {
+      ReportMarkedName(name);
+      continue;
+    }
+    return name;
+  }
+  return nullptr;
+}
+
+// The same, of an open directory stream.
+inline const char* NextRecordName(CDirIterator& dir) {
+  return NextRecordNameOf([&dir] { return dir.read(); });
+}
 
 // The numeric value of a record name for id allocation: what atol makes of it,
 // cut to its low 32 bits ("12.tmp" is 12, "abc" is 0, "-1" is 4294967295).

@@ -4,11 +4,11 @@
 // process (and every separately made table object of one process) writing to
 // the same directory waits for the others.
 //
-// It is advisory: only writers that take it are excluded. The store's readers
-// never take it. A reader that must not see a write half done (the old record
-// removed, the new one not yet renamed into place), such as the taldb tool
-// checking what a command did, takes it shared: it then waits for writers,
-// and they for it. When the file system has no locks, or the directory cannot
+// It is advisory: only writers that take it are excluded. A reader that must
+// not see a write half done (the old record removed, the new one not yet
+// renamed into place) takes it shared: it then waits for writers, and they
+// for it. The store's own walks do so while they read the directory (see
+// table/ReadFence), the taldb tool while it checks what a command did. When the file system has no locks, or the directory cannot
 // be opened, the work goes on without one, exactly as in a single process.
 #ifndef TALDB_UTIL_DIRLOCK_H
 #define TALDB_UTIL_DIRLOCK_H

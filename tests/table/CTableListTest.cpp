@@ -1,12 +1,16 @@
 // Counting and listing records, conditions, and looking values up.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "TableFixture.h"
 #include "table/ReadFence.h"
+#include "util/StreamAccess.h"
 
 TEST_F(TableTest, ScansSkipMarkedAndUnreadableEntries) {
   for (const char* name : {"5", "5.ADD", "7.UPDATE.x", "9.tmp"}) put(name, "a|80|");
@@ -111,11 +115,34 @@ TEST_F(TableTest, WalksOpenRecordsRelativeToTheirStream) {
   std::fill(settled, settled + sizeof settled, 'x');
   put("2", "b|2|");
   put("3.tmp", "c|3|");
-  int dir = open(at("tal/database/hosts").c_str(), O_RDONLY | O_DIRECTORY);
-  TalDB::ReadFence fence(dir, at("tal/database/hosts").c_str());
+  TalDB::CDirIterator stream;
+  ASSERT_EQ(TalDB::StreamAccess::openOn(stream, at("tal/database/hosts").c_str()), 0);
+  TalDB::ReadFence fence(stream, at("tal/database/hosts").c_str());
   EXPECT_STREQ(fence.temporary("3.tmp", settled), "3.tmp");  // a leftover stays itself
   EXPECT_STREQ(fence.temporary("2.tmp", settled), "2");      // a write that finished
   EXPECT_EQ(fence.temporary("4.tmp", settled), nullptr);     // nothing left of it
-  EXPECT_FALSE(fence.settle());                              // waited once already
-  close(dir);
+}
+
+// A writer elsewhere holds the directory lock (between the removal of a record
+// and the rename of its new file, which leaves no trace a reader could see).
+// A listing step whose stream fills its buffer again reads that fill only once
+// the writer is done.
+TEST_F(TableTest, AListingWaitsForAWriterInFlightAtEachFillOfItsStream) {
+  const int records = 3000;  // entries for more than one fill of a stream's buffer
+  for (int i = 1; i <= records; ++i) put(std::to_string(i), "a|1|");
+  ASSERT_EQ(table->ListRecordsStart(nullptr), 0);  // the first fill, before the writer
+  int writer = open(at("tal/database/hosts").c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(flock(writer, LOCK_EX), 0);
+  const auto hold = std::chrono::milliseconds(300);
+  std::thread done([&] {
+    std::this_thread::sleep_for(hold);
+    flock(writer, LOCK_UN);
+  });
+  auto start = std::chrono::steady_clock::now();
+  int listed = 1;
+  while (table->ListRecordsNext(nullptr) == 0) ++listed;
+  EXPECT_GE(std::chrono::steady_clock::now() - start, hold);
+  done.join();
+  EXPECT_EQ(listed, records);
+  close(writer);
 }
