@@ -7,12 +7,13 @@
 #include "table/RecordNames.h"
 #include "util/FileSystem.h"
 #include "util/Path.h"
+#include "util/Shortcuts.h"
 
 namespace TalDB {
 
 ReadFence::ReadFence(CDirIterator& stream, const char* dir)
     : m_stream(stream),
-      m_state(StreamAccess::walkState(stream)),
+      m_state(ShortcutsOn() ? StreamAccess::walkState(stream) : nullptr),
       m_fd(StreamDescriptor(stream)),
       m_dir(dir) {}
 
@@ -27,7 +28,7 @@ void ReadFence::unlock() { UnlockFile(m_fd); }
 // the stream does.
 bool ReadFence::fill() {
   bool locked = lock();
-  ssize_t got = getdents64(m_fd, m_state->buffer, sizeof(m_state->buffer));
+  ssize_t got = getdents64(m_fd, m_state->buffer, m_state->capacity);
   if (locked) unlock();
   m_state->offset = 0;
   m_state->size = got > 0 ? static_cast<size_t>(got) : 0;
@@ -36,8 +37,8 @@ bool ReadFence::fill() {
 
 struct dirent* ReadFence::read() {
   if (m_state == nullptr) {
-    // Without a buffer of its own the walk reads the stream, under the lock
-    // for each entry.
+    // The plain way, and the way without memory for a buffer: the stream's
+    // own reads, under the lock for each entry.
     bool locked = lock();
     struct dirent* entry = m_stream.read();
     if (locked) unlock();

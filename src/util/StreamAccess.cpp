@@ -3,6 +3,9 @@
 #include <dirent.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 
 namespace TalDB {
 
@@ -15,6 +18,16 @@ size_t StateOffset(size_t pathLength) {
   return (pathLength + 1 + align - 1) / align * align;
 }
 
+// How much a directory stream reads at a time: the directory's block size as
+// a hint, between 32 KiB and 1 MiB, as the C library's streams do.
+size_t StreamReadSize(int fd) {
+  const size_t least = 32768, most = 1048576;
+  struct stat st;
+  if (fd < 0 || fstat(fd, &st) != 0) return least;
+  size_t hint = st.st_blksize > 0 ? static_cast<size_t>(st.st_blksize) : 0;
+  return std::min(std::max(hint, least), most);
+}
+
 }  // namespace
 
 int StreamAccess::descriptor(const CDirIterator& stream) {
@@ -22,20 +35,28 @@ int StreamAccess::descriptor(const CDirIterator& stream) {
 }
 
 int StreamAccess::openOn(CDirIterator& stream, const char* path) {
-  // The stored path changes only when the table's path did: a table walks the
-  // same directory over and over, and that costs no allocation. Without memory
-  // the stored path is dropped, and the walk opens names by their whole path.
-  // The empty path a stream is made with has no room for a walk state, so an
-  // empty path is never kept (no directory opens under it anyway).
-  if (stream.m_path == nullptr || path[0] == '\0' || strcmp(stream.m_path, path) != 0) {
+  int opened = stream.open(path);
+  // The stored path changes only when the table's path did (or its directory
+  // now wants a larger buffer): a table walks the same directory over and
+  // over, and that costs no allocation. Without memory the stored path is
+  // dropped, and the walk opens names by their whole path and reads the
+  // stream's own entries. The empty path a stream is made with has no room
+  // for a walk state, so an empty path is never kept.
+  size_t capacity = StreamReadSize(descriptor(stream));
+  WalkState* state = walkState(stream);
+  if (stream.m_path == nullptr || path[0] == '\0' || strcmp(stream.m_path, path) != 0 ||
+      state == nullptr || state->capacity < capacity) {
     size_t length = strlen(path);
-    char* copy = static_cast<char*>(malloc(StateOffset(length) + sizeof(WalkState)));
-    if (copy != nullptr) memcpy(copy, path, length + 1);
+    size_t offset = StateOffset(length);
+    char* copy = static_cast<char*>(malloc(offset + offsetof(WalkState, buffer) + capacity));
+    if (copy != nullptr) {
+      memcpy(copy, path, length + 1);
+      reinterpret_cast<WalkState*>(copy + offset)->capacity = capacity;
+    }
     free(stream.m_path);
     stream.m_path = copy;
   }
-  int opened = stream.open(path);
-  if (WalkState* state = walkState(stream)) state->size = state->offset = 0;
+  if ((state = walkState(stream)) != nullptr) state->size = state->offset = 0;
   return opened;
 }
 

@@ -13,12 +13,15 @@ namespace TalDB {
 
 // The entries a walk of a table's stream has read from the directory and not
 // yet taken: the walk fills this buffer itself, rather than through the
-// stream's own, so that it knows when it reads the directory.
+// stream's own, so that it knows when it reads the directory. The buffer is as
+// large as the stream's own would be, so that the walk reads the directory in
+// the same steps as the stream would, and sees a directory changed under it
+// exactly as the stream would.
 struct WalkState {
-  static constexpr size_t kBufferSize = 16384;
-  size_t size;    // bytes of entries in the buffer
-  size_t offset;  // where the next entry starts
-  alignas(struct dirent) char buffer[kBufferSize];
+  size_t capacity;  // bytes the buffer holds
+  size_t size;      // bytes of entries in it
+  size_t offset;    // where the next entry starts
+  alignas(struct dirent) char buffer[1];
 };
 
 class StreamAccess {
