@@ -22,8 +22,8 @@
 // holds an advisory lock (flock) on the table directory, so writers in other
 // processes, and other table objects for the same directory in this process,
 // wait for each other. A read (a count, a lookup, one listing step) takes
-// that lock, shared, whenever it reads the directory itself (16 KiB of
-// entries at a time, some 600 short names) and when
+// that lock, shared, whenever it reads the directory itself (32 KiB of
+// entries at a time, as a directory stream does) and when
 // it meets a write in flight (an ID.tmp, or a record gone between its name
 // and its open): it waits for the writer, then reads what the write left. So
 // within one call a reader in another process never misses a record that
