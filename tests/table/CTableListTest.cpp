@@ -54,9 +54,7 @@ TEST_F(TableTest, ConditionRules) {
 }
 
 TEST_F(TableTest, LookupsByIdAndKey) {
-  put("1", "web01|9000000000|");
-  put("2", "web02|12abc|");
-  put("3", "web03||");
+  lay("1:web01|9000000000| 2:web02|12abc| 3:web03||");
   char buf[4] = "xyz";
   long big = -1;
   int small = -1;
