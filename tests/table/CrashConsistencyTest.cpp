@@ -299,15 +299,12 @@ TEST_F(CrashConsistencyTest, EveryCutRecoversTheAcknowledgedRecords) {
           ASSERT_NO_FATAL_FAILURE(lay("crash", kept.dirs, tree));
           std::string problems = recover(allowed);
           if (problems.empty() || ++failed > 5) continue;
-          std::string call = k > 0 ? " (" + fault::text(calls_[k - 1]) + ")" : "";
-          for (size_t at; (at = call.find(live + "/")) != std::string::npos;)
-            call.erase(at, live.size() + 1);
           std::ostringstream where;
-          where << "\n  cut after call " << k << " of " << calls_.size() << call;
-          if (kept.names != now.names || kept.dirs != now.dirs)
-            where << ", directory operations after call " << j << " lost";
-          if (!emptied.empty()) where << ", unflushed data lost:" << emptied;
-          first += where.str() + ":" + problems;
+          where << "\n  cut after call " << k << " of " << calls_.size()
+                << (k > 0 ? " (" + fault::text(calls_[k - 1]) + ")" : "")
+                << ", directory operations after call " << j
+                << " lost, unflushed data lost:" << emptied << ":" << problems;
+          first += where.str();
         }
       }
     }
