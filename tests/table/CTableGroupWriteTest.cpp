@@ -54,10 +54,6 @@ TEST_F(GroupWriteTest, ABatchWithAWrongRecordWritesNothing) {
     EXPECT_EQ(files(), Values{});
     EXPECT_EQ(log_.take(), (Logs{Err(11, "record's syntax error ")}));
   }
-  TalDB::CTable unlocked;
-  const char* text = "a,1";
-  EXPECT_EQ(unlocked.addRecords(&text, 1, nullptr, true, nullptr), 20);
-  EXPECT_EQ(table->addRecords(nullptr, 1, nullptr, true, nullptr), 20);
 }
 
 // A failed step leaves in place only the records reported written, or, when
