@@ -2,18 +2,12 @@
 #include <errno.h>
 #include <unistd.h>
 
-#include <string>
-
 #include "TableFixture.h"
-
-namespace {
-const char kAbsent[] = "(absent)";
-}  // namespace
 
 using WriteTest = TableTest;
 
 TEST_F(WriteTest, EachStepOfTheDurableWriteCanFail) {
-  const std::string p = recordPath("3"), tmp = p + ".tmp";
+  const std::string p = recordPath("3"), tmp = p + ".tmp", kAbsent = "(absent)";
   const LogLine removed = Info(0, "remove old record file " + p + ".");
   const std::string renameFailed =
       "safe_save: failed to rename record file from [" + tmp + "] to [" + p + "] (";
