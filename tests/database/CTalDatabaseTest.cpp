@@ -1,14 +1,10 @@
 // Opening a database (the process-wide instance, the scan of the schema
 // directory, the root taken from the host's configuration), recovering every
 // table, and adding tables to the catalogue and dropping them.
-#include <dirent.h>
 #include <errno.h>
-
 #include <string.h>
 
-#include <algorithm>
 #include <new>
-#include <string>
 
 #include "TempRoot.h"
 #include "taldb/taldb.h"
@@ -178,15 +174,7 @@ TEST_F(DatabaseTest, DropTableRemovesOnlyAnEmptyTable) {
   ASSERT_EQ(db.AddTable("t", "id(int),v(varchar)"), 0);
   ASSERT_EQ(db.AddTable("u", "id(int)"), 0);
   TalDB::CTable* t = db.GetTable("t");
-
-  ASSERT_EQ(t->addRecord("1,x", nullptr, 0), 0);
-  EXPECT_EQ(db.DropTable("t"), 14);
-  EXPECT_EQ(log_.take(),
-            (Logs{Err(14, "the table is not empty"), Err(14, "can't drop table [t]")}));
-  EXPECT_TRUE(exists("tal/database/t/1"));
-
   // A leftover counts as no record, yet the directory cannot go.
-  ASSERT_EQ(t->clear(), 0);
   writeFile("tal/database/t/7.ADD", "x|");
   EXPECT_EQ(db.DropTable("t"), 20);
   EXPECT_EQ(
@@ -223,11 +211,16 @@ TEST_F(DatabaseTest, DropTableRemovesOnlyAnEmptyTable) {
   EXPECT_TRUE(exists("other/tal/database"));
 }
 
-// A null argument is refused with 20 (safe_save: -1) before anything is done.
-TEST_F(DatabaseTest, NullArgumentsAreRefused) {
+// A null argument is refused with 20 (safe_save: -1), and a table object
+// made without a lock refuses every locked call, before anything is done.
+TEST_F(DatabaseTest, NullArgumentsAndTablesWithoutALockAreRefused) {
   openEmpty();
   ASSERT_EQ(db.AddTable("t", "id(int),v(varchar)"), 0);
-  TalDB::CTable* t = db.GetTable("t");
+  TalDB::CTable *t = db.GetTable("t"), lockless;
+  struct dirent entry = {};
+  char dir[] = "/";
+  std::vector<TalDB::CColumn*> columns;
+  const char* text = "a,1";
   const std::pair<int, int> calls[] = {
       {db.open(static_cast<_kwConfigClass*>(nullptr)), 20},
       {db.createTableF(nullptr), 20},
@@ -237,9 +230,27 @@ TEST_F(DatabaseTest, NullArgumentsAreRefused) {
       {t->updateRecord(nullptr, "v=1"), 20},
       {t->deleteRecord(nullptr), 20},
       {t->safe_save(nullptr, "x|", 2), -1},
+      {t->addRecords(nullptr, 1, nullptr, true, nullptr), 20},
+      {lockless.Open("t"), 20},
+      {lockless.records(), -1},
+      {lockless.ListRecordsStart(nullptr), 7},  // looks for the (empty) directory path first
+      {lockless.ListRecordsNext(columns, nullptr), 20},
+      {lockless.addRecord("1,a,b", nullptr, 0), 20},
+      {lockless.addRecords(&text, 1, nullptr, true, nullptr), 20},
+      {lockless.updateRecord("3", "name=x"), 20},
+      {lockless.deleteRecord("3"), 20},
+      {lockless.recover(), 20},
+      {lockless.clear(), 20},
+      {lockless.repair(), 20},
+      {lockless.IsDir(&entry, dir), 0},
   };
   for (const auto& [got, want] : calls) EXPECT_EQ(got, want);
-  Logs expected(8, Err(20, "invalid parameter"));
+  Logs expected(9, Err(20, "invalid parameter"));
   expected[3] = Err(20, "parameter null");
+  expected.resize(20, Err(20, "Thread lock is not acquired, cannot proceed!"));
   EXPECT_EQ(log_.take(), expected);
+  // Open(name) renames before it looks for the lock; the paths stay empty.
+  EXPECT_STREQ(lockless.name(), "t");
+  EXPECT_STREQ(lockless.path(), "");
+  EXPECT_EQ(lockless.getcolumn("id"), nullptr);
 }

@@ -149,25 +149,18 @@ constexpr bool kCanFailAllocations = false;
 constexpr bool kCanFailAllocations = true;
 #endif
 std::atomic<size_t> g_allocAtLeast{0}, g_allocExactly{0};
-std::atomic<int> g_allocFailed{0};
 
 bool failAllocations(size_t atLeast, size_t exactly) {
   if (!kCanFailAllocations) return false;
-  g_allocFailed = 0;
   g_allocAtLeast = atLeast;
   g_allocExactly = exactly;
   return true;
 }
 
-int failedAllocations() { return g_allocFailed; }
-
-// Whether an allocation of n bytes fails now.
 bool AllocationFails(size_t n) {
   size_t least = g_allocAtLeast.load(std::memory_order_relaxed);
   size_t exactly = g_allocExactly.load(std::memory_order_relaxed);
-  if ((least == 0 || n < least) && (exactly == 0 || n != exactly)) return false;
-  g_allocFailed.fetch_add(1, std::memory_order_relaxed);
-  return true;
+  return (least != 0 && n >= least) || (exactly != 0 && n == exactly);
 }
 
 void reset() {
@@ -223,14 +216,11 @@ CALL(kRmdir, rmdir, (const char* path), path, nullptr, -1, path)
 INTERPOSE ssize_t write(int fd, const void* buffer, size_t count) {
   static auto real = Next<ssize_t (*)(int, const void*, size_t)>("write");
   Recorded r;
-  if (int err = Intercept(r, kWrite, nullptr, nullptr, fd)) {
-    errno = err;
-    Note(r, -1);
-    return -1;
-  }
-  // Set only while no store call runs, and read only while engaged.
+  int err = Intercept(r, kWrite, nullptr, nullptr, fd);
+  // The limit is set only while no store call runs, and read only while engaged.
   size_t limit = g_engaged.load(std::memory_order_relaxed) ? g_writeLimit : 0;
-  ssize_t written = real(fd, buffer, limit != 0 && count > limit ? limit : count);
+  ssize_t written = err != 0 ? -1 : real(fd, buffer, limit != 0 && count > limit ? limit : count);
+  if (err != 0) errno = err;
   Note(r, written, buffer);
   return written;
 }
@@ -242,18 +232,10 @@ extern "C" void* __libc_malloc(size_t);
 extern "C" void* __libc_realloc(void*, size_t);
 
 INTERPOSE void* malloc(size_t n) {
-  if (fault::AllocationFails(n)) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  return __libc_malloc(n);
+  return fault::AllocationFails(n) ? errno = ENOMEM, nullptr : __libc_malloc(n);
 }
 
 INTERPOSE void* realloc(void* p, size_t n) {
-  if (n != 0 && fault::AllocationFails(n)) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  return __libc_realloc(p, n);
+  return n != 0 && fault::AllocationFails(n) ? errno = ENOMEM, nullptr : __libc_realloc(p, n);
 }
 #endif

@@ -1,8 +1,7 @@
 // Fault injection for the file-system calls of the store and the utility
 // library. The test program defines open, write, fsync, fdatasync, syncfs,
-// rename, unlink, mkdir, rmdir and close itself; the shared libraries bind to those
-// definitions, which pass through to the C library unless a test has armed a
-// failure.
+// rename, unlink, mkdir, rmdir and close itself; the shared libraries bind to
+// those, which pass through to the C library unless a test armed a failure.
 #ifndef TALDB_TESTS_FAULTINJECTION_H
 #define TALDB_TESTS_FAULTINJECTION_H
 
@@ -27,10 +26,9 @@ enum Call {
   kCallCount
 };
 
-// Makes the nth call (1-based, counted from now) of `call` fail with errno
-// `err`. With pathContains set, only calls whose path (the source path for
-// rename) contains that text are counted. One failure per call kind is armed at
-// a time; it fires once.
+// Makes the nth call (1-based, counted from now) of `call` fail once with
+// errno `err`, counting only calls whose text (see startRecording) contains
+// pathContains when given. One failure per call kind is armed at a time.
 void failCall(Call call, int err, int nth = 1, const char* pathContains = nullptr);
 
 // Every write hands at most maxBytes to the C library (0 lifts the limit), so
@@ -48,16 +46,12 @@ struct Recorded {
   long result = -1;  // what the call returned; -1 when it failed
 };
 
-// Records the intercepted calls from now on, one text each: "open <path>",
-// "write <fd-path>", "fsync <fd-path>", "fdatasync <fd-path>", "close
-// <fd-path>", "unlink <path>", "rename <from> <to>", "mkdir <path>", "rmdir
-// <path>", where <fd-path> is the path the descriptor was opened with, or,
-// for one opened out of sight (openat, or before the recording began), what
-// /proc/self/fd says it names ("?" when that fails). When calls is given it
-// receives the same calls in full.
+// Records the intercepted calls from now on, each as "<verb> <path>" ("rename
+// <from> <to>"), where a descriptor's path is the one it was opened with or,
+// for one opened out of sight, what /proc/self/fd names. stopRecording returns
+// those texts, and the calls in full through `calls`.
 void startRecording();
 std::vector<std::string> stopRecording(std::vector<Recorded>* calls = nullptr);
-// A recorded call's text, as stopRecording gives it.
 std::string text(const Recorded& call);
 
 // While armed, every allocation (malloc, realloc, and new through them) of at
@@ -65,8 +59,6 @@ std::string text(const Recorded& call);
 // arms neither). False, and nothing armed, in a sanitizer build, whose own
 // allocator the test program must not replace.
 bool failAllocations(size_t atLeast, size_t exactly = 0);
-// How many allocations failed since the last arming.
-int failedAllocations();
 
 // Disarms everything; the test fixture calls it after each test.
 void reset();

@@ -5,25 +5,12 @@
 
 #include "TableFixture.h"
 
-namespace {
-
-struct Batch {
-  std::vector<std::string> texts;
-  std::vector<const char*> pointers() const {
-    std::vector<const char*> out;
-    for (const std::string& text : texts) out.push_back(text.c_str());
-    return out;
-  }
-};
-
-}  // namespace
+using Batch = std::vector<const char*>;
 
 class GroupWriteTest : public TableTest {
  protected:
   // Adds the batch; returns the status, with the ids and the count written.
-  int add(const Batch& batch, bool allocate, std::vector<int>* ids = nullptr,
-          int* written = nullptr) {
-    std::vector<const char*> texts = batch.pointers();
+  int add(Batch texts, bool allocate, std::vector<int>* ids = nullptr, int* written = nullptr) {
     std::vector<int> got(texts.size(), -1);
     int count = -1;
     int rc = table->addRecords(texts.data(), static_cast<int>(texts.size()), got.data(), allocate,
@@ -32,31 +19,22 @@ class GroupWriteTest : public TableTest {
     if (written != nullptr) *written = count;
     return rc;
   }
-  // Every file of the table as "name:content".
-  Values contents() const {
-    Values out;
-    for (const std::string& name : files()) out.push_back(name + ":" + content(name));
-    return out;
-  }
 };
 
 TEST_F(GroupWriteTest, WritesEveryRecordAsAddRecordWouldWithOneScanForTheIds) {
-  put("2", "a|1|");
-  put("10", "b|2|");
-  put("11.ADD", "x|");
+  lay("2:a|1| 10:b|2| 11.ADD:x|");
   std::vector<int> ids;
   int written = -1;
-  ASSERT_EQ(add({{" web1 , 80 ", "web2,81", "web3, "}}, true, &ids, &written), 0);
+  ASSERT_EQ(add({" web1 , 80 ", "web2,81", "web3, "}, true, &ids, &written), 0);
   // A marked name is no record: its number is not taken into account.
   EXPECT_EQ(ids, (std::vector<int>{11, 12, 13}));
   EXPECT_EQ(written, 3);
-  EXPECT_EQ(contents(),
-            (Values{"10:b|2|", "11:web1|80|", "11.ADD:x|", "12:web2|81|", "13:web3||", "2:a|1|"}));
+  EXPECT_EQ(contents(), "10:b|2| 11:web1|80| 11.ADD:x| 12:web2|81| 13:web3|| 2:a|1|");
   // The scan reports a marked name once, as every scan does.
   EXPECT_EQ(log_.take(), (Logs{Err(16, "invalid record name found: 11.ADD.")}));
 
   // Given ids replace what is there; an id given twice keeps its last record.
-  ASSERT_EQ(add({{"2,new,1", "20,x,2", "2,newer,3"}}, false, &ids, &written), 0);
+  ASSERT_EQ(add({"2,new,1", "20,x,2", "2,newer,3"}, false, &ids, &written), 0);
   EXPECT_EQ(ids, (std::vector<int>{2, 20, 2}));
   EXPECT_EQ(content("2"), "newer|3|");
   EXPECT_EQ(content("20"), "x|2|");
@@ -65,21 +43,17 @@ TEST_F(GroupWriteTest, WritesEveryRecordAsAddRecordWouldWithOneScanForTheIds) {
 
 TEST_F(GroupWriteTest, ABatchWithAWrongRecordWritesNothing) {
   const std::pair<Batch, bool> refused[] = {
-      {{{"a,1", "b,2", "c"}}, true},    // the last has too few values
-      {{{"1,a,1", "2,b,2,3"}}, false},  // too many
-      {{{"a,1", "5,b,2"}}, true},       // an id where ids are allocated
+      {{"a,1", "b,2", "c"}, true},    // the last has too few values
+      {{"1,a,1", "2,b,2,3"}, false},  // too many
+      {{"a,1", "5,b,2"}, true},       // an id where ids are allocated
   };
   for (const auto& [batch, allocate] : refused) {
     int written = -1;
-    EXPECT_EQ(add(batch, allocate, nullptr, &written), 11) << batch.texts.back();
+    EXPECT_EQ(add(batch, allocate, nullptr, &written), 11) << batch.back();
     EXPECT_EQ(written, 0);
     EXPECT_EQ(files(), Values{});
     EXPECT_EQ(log_.take(), (Logs{Err(11, "record's syntax error ")}));
   }
-  TalDB::CTable unlocked;
-  const char* text = "a,1";
-  EXPECT_EQ(unlocked.addRecords(&text, 1, nullptr, true, nullptr), 20);
-  EXPECT_EQ(table->addRecords(nullptr, 1, nullptr, true, nullptr), 20);
 }
 
 // A failed step leaves in place only the records reported written, or, when
@@ -92,24 +66,20 @@ TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
     fault::Call call;
     int nth;
     int written;
-    Values left;
+    std::string left;
   } cases[] = {
-      {"the second temporary file cannot be made", fault::kOpen, 2, 0, {}},
-      {"the second temporary file cannot be written", fault::kWrite, 2, 0, {}},
-      {"the file system cannot be flushed", fault::kSyncfs, 1, 0, {}},
-      {"the third rename fails", fault::kRename, 3, 2, {"1:a|1|", "2:b|2|"}},
-      {"the directory cannot be flushed",
-       fault::kFdatasync,
-       1,
-       0,
-       {"1:a|1|", "2:b|2|", "3:c|3|", "4:d|4|"}},
+      {"the second temporary file cannot be made", fault::kOpen, 2, 0, ""},
+      {"the second temporary file cannot be written", fault::kWrite, 2, 0, ""},
+      {"the file system cannot be flushed", fault::kSyncfs, 1, 0, ""},
+      {"the third rename fails", fault::kRename, 3, 2, "1:a|1| 2:b|2|"},
+      {"the directory cannot be flushed", fault::kFdatasync, 1, 0, "1:a|1| 2:b|2| 3:c|3| 4:d|4|"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    for (const std::string& name : files()) unlink(recordPath(name).c_str());
+    lay("");
     fault::failCall(c.call, EIO, c.nth, "hosts");
     int written = -1;
-    EXPECT_EQ(add({{"a,1", "b,2", "c,3", "d,4"}}, true, nullptr, &written), 20);
+    EXPECT_EQ(add({"a,1", "b,2", "c,3", "d,4"}, true, nullptr, &written), 20);
     EXPECT_EQ(written, c.written);
     EXPECT_EQ(contents(), c.left);
     Logs logs = log_.take();

@@ -1,4 +1,6 @@
-// Counting and listing records, conditions, and looking values up.
+// Reading one record, counting and listing records, conditions, looking
+// values up, and telling directories apart.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -58,9 +60,7 @@ TEST_F(TableTest, ConditionRules) {
 }
 
 TEST_F(TableTest, LookupsByIdAndKey) {
-  put("1", "web01|9000000000|");
-  put("2", "web02|12abc|");
-  put("3", "web03||");
+  lay("1:web01|9000000000| 2:web02|12abc| 3:web03||");
   char buf[4] = "xyz";
   long big = -1;
   int small = -1;
@@ -145,4 +145,37 @@ TEST_F(TableTest, AListingWaitsForAWriterInFlightAtEachFillOfItsStream) {
   done.join();
   EXPECT_EQ(listed, records);
   close(writer);
+}
+
+// What the columns hold after a record line is read is the record line fuzz target's; here the
+// codes' log lines, a missing file and a name that is no id.
+TEST_F(TableTest, ReadRecordFillsColumnsOrLeavesTheDocumentedState) {
+  for (auto [content, logged] : {std::pair{"a|", "can't readRecord: record's content error"},
+                                 {"\na|b|", "record length is 0, error"}}) {
+    put("7", content);
+    EXPECT_EQ(table->readRecord("7"), 16);
+    EXPECT_EQ(log_.take(), (Logs{Err(16, logged)}));
+  }
+  put("0", "old|1|");
+  ASSERT_EQ(table->readRecord("0"), 0);
+  EXPECT_EQ(table->readRecord("missing"), 8);
+  EXPECT_EQ(current(), (Values{"0", "old", "1"}));
+  EXPECT_EQ(log_.take(), (Logs{Err(8, "failed to open record file: " + recordPath("missing"))}));
+  put("12.tmp", "x|9|");
+  EXPECT_EQ(table->readRecord("12.tmp"), 0);
+  EXPECT_EQ(current(), (Values{"12.tmp", "x", "9"}));
+}
+
+TEST_F(TableTest, IsDirFollowsLinks) {
+  makeDir(record("sub"));
+  put("file", "a|b|");
+  ASSERT_EQ(symlink(at(record("sub")).c_str(), recordPath("link").c_str()), 0);
+  struct dirent entry = {};
+  char dir[4096];
+  snprintf(dir, sizeof dir, "%s", table->path());
+  for (auto [name, isDir] :
+       {std::pair{"sub", true}, {"link", true}, {"file", false}, {"absent", false}}) {
+    snprintf(entry.d_name, sizeof entry.d_name, "%s", name);
+    EXPECT_EQ(table->IsDir(&entry, dir), isDir) << name;
+  }
 }

@@ -1,8 +1,4 @@
 // A table object: opening it, its schema file, copies and the shared lock.
-#include <dirent.h>
-
-#include <string>
-
 #include "TableFixture.h"
 
 using TalDB::CTable;
@@ -32,32 +28,6 @@ TEST_F(TableTest, OpenFailuresLeaveTheDocumentedState) {
   EXPECT_EQ(deep.Open(), 3);
   EXPECT_EQ(std::string(deep.path()), (at("tal/database/") + longName).substr(0, 4094));
   EXPECT_EQ(std::string(deep.schemaPath()).size(), 4094u);
-}
-
-TEST_F(TableTest, TableWithoutALockRefusesLockedWork) {
-  CTable lockless;
-  struct dirent entry = {};
-  char dir[] = "/";
-  std::vector<TalDB::CColumn*> columns;
-  const std::vector<int> results{
-      lockless.Open("hosts"),
-      lockless.records(),
-      lockless.ListRecordsStart(nullptr),  // looks for the (empty) directory path first
-      lockless.ListRecordsNext(columns, nullptr),
-      lockless.addRecord("1,a,b", nullptr, 0),
-      lockless.updateRecord("3", "name=x"),
-      lockless.deleteRecord("3"),
-      lockless.recover(),
-      lockless.clear(),
-      lockless.repair(),
-      lockless.IsDir(&entry, dir),
-  };
-  EXPECT_EQ(results, (std::vector<int>{20, -1, 7, 20, 20, 20, 20, 20, 20, 20, 0}));
-  EXPECT_EQ(log_.take(), Logs(10, Err(20, "Thread lock is not acquired, cannot proceed!")));
-  // Open(name) renames before it looks for the lock; the paths stay empty.
-  EXPECT_STREQ(lockless.name(), "hosts");
-  EXPECT_STREQ(lockless.path(), "");
-  EXPECT_EQ(lockless.getcolumn("id"), nullptr);
 }
 
 TEST_F(TableTest, CopiesShareTheLockAndOwnTheirValues) {

@@ -33,23 +33,9 @@ void Report(int fd, const std::string& line) {
   if (write(fd, (line + "\n").data(), line.size() + 1) != ssize_t(line.size() + 1)) _exit(3);
 }
 
-int Reap(pid_t pid) {
-  int status = -1;
-  waitpid(pid, &status, 0);
-  return status;
-}
-
 }  // namespace
 
-class ConcurrencyTest : public TableTest {
- protected:
-  // A table object of the child's own, as another process would make it.
-  std::unique_ptr<TalDB::CTable> openHosts() const {
-    std::unique_ptr<TalDB::CTable> own(new TalDB::CTable(root_.c_str(), "hosts"));
-    if (own->Open() != 0) _exit(2);
-    return own;
-  }
-};
+using ConcurrencyTest = TableTest;
 
 // Four processes add 250 records each with allocated ids while two others
 // update two columns of one record 200 times each: every acknowledged add
@@ -59,21 +45,25 @@ TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
   std::vector<pid_t> children;
   for (int p = 0; p < 6; ++p) {
     children.push_back(Spawn(at("report"), [&](int out) {
-      auto own = openHosts();
+      TalDB::CTable own(root_.c_str(), "hosts");  // as another process makes it
+      if (own.Open() != 0) _exit(2);
       for (int i = 1; p >= 4 && i <= 200; ++i) {
         std::string assignment = (p == 4 ? "name=" : "port=") + std::to_string(i);
-        if (own->updateRecord("0", assignment.c_str()) != 0) _exit(5);
+        if (own.updateRecord("0", assignment.c_str()) != 0) _exit(5);
       }
       for (int i = 0; p < 4 && i < 250; ++i) {
         std::string name = "p" + std::to_string(p) + "-" + std::to_string(i);
         int allocated = 0;
-        if (own->addRecord((name + "," + std::to_string(i)).c_str(), &allocated, 0) != 0) _exit(4);
+        if (own.addRecord((name + "," + std::to_string(i)).c_str(), &allocated, 0) != 0) _exit(4);
         Report(out, std::to_string(allocated) + " " + name + "|" + std::to_string(i) + "|");
       }
     }));
     ASSERT_GT(children.back(), 0);
   }
-  for (pid_t pid : children) EXPECT_EQ(Reap(pid), 0);
+  for (pid_t pid : children) {
+    int status = -1;
+    EXPECT_EQ(waitpid(pid, &status, 0) == pid ? status : -1, 0);
+  }
   std::map<std::string, std::string> acknowledged;
   std::istringstream report(readFile("report"));
   for (std::string line; std::getline(report, line);) {

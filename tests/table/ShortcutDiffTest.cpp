@@ -39,8 +39,9 @@ struct Side {
 };
 
 // Every name under a directory with its content ("<dir>" for a directory),
-// read relative to descriptors so that names past the path limit are seen.
-void Snapshot(int dir, const std::string& prefix, std::map<std::string, std::string>& out) {
+// read and then removed relative to descriptors, since names past the path
+// limit can be neither read nor removed by path.
+void Take(int dir, const std::string& prefix, std::map<std::string, std::string>& out) {
   DIR* stream = fdopendir(dup(dir));
   while (struct dirent* e = readdir(stream)) {
     std::string name = e->d_name;
@@ -50,13 +51,14 @@ void Snapshot(int dir, const std::string& prefix, std::map<std::string, std::str
     fstat(fd, &st);
     if (S_ISDIR(st.st_mode)) {
       out[prefix + name] = "<dir>";
-      Snapshot(fd, prefix + name + "/", out);
+      Take(fd, prefix + name + "/", out);
     } else {
       char buffer[4096];
       ssize_t got = read(fd, buffer, sizeof buffer);
       out[prefix + name] = std::string(buffer, got > 0 ? got : 0);
     }
     close(fd);
+    unlinkat(dir, e->d_name, S_ISDIR(st.st_mode) ? AT_REMOVEDIR : 0);
   }
   closedir(stream);
 }
@@ -135,21 +137,20 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
     // Each operation is described once and applied to each side in turn.
     std::string what;
     std::function<int(Side&)> op;
-    switch (random() % 14) {
+    switch (int kind = random() % 14) {
       case 0:
-      case 1: {
-        std::string c = pick(conditions);
-        bool null = random() % 3 == 0;
-        what = "ListRecordsStart(" + (null ? "null" : c) + ")";
-        op = [=](Side& s) { return s.table->ListRecordsStart(null ? nullptr : c.c_str()); };
-        break;
-      }
+      case 1:
       case 2:
       case 3: {
+        bool start = kind < 2;
         std::string c = pick(conditions);
-        bool null = random() % 2 == 0;
-        what = "ListRecordsNext(" + (null ? "null" : c) + ")";
-        op = [=](Side& s) { return s.table->ListRecordsNext(null ? nullptr : c.c_str()); };
+        bool null = random() % (start ? 3 : 2) == 0;
+        what = std::string(start ? "ListRecordsStart(" : "ListRecordsNext(") + (null ? "null" : c) +
+               ")";
+        op = [=](Side& s) {
+          const char* condition = null ? nullptr : c.c_str();
+          return start ? s.table->ListRecordsStart(condition) : s.table->ListRecordsNext(condition);
+        };
         break;
       }
       case 4: {
@@ -186,41 +187,36 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
         op = [=](Side& s) { return s.table->deleteRecord(id.c_str()); };
         break;
       }
-      case 8: {
-        std::string name = pick({"a", "b"});
-        what = "Open(" + name + ")";
-        op = [=](Side& s) { return s.table->Open(name.c_str()); };
-        break;
-      }
+      case 8:
       case 9: {
+        // Open, or assignment from the other table object and then its Open.
         std::string name = pick({"a", "b"});
-        what = "table = other, then other.Open(" + name + ")";
+        bool assign = kind == 9;
+        what = (assign ? "table = other, then other.Open(" : "Open(") + name + ")";
         op = [=](Side& s) {
-          *s.table = *s.other;
-          return s.other->Open(name.c_str());
+          if (assign) *s.table = *s.other;
+          return (assign ? s.other : s.table)->Open(name.c_str());
         };
         break;
       }
-      case 10: {
+      case 10:
         what = "records()";
         op = [](Side& s) { return s.table->records(); };
         break;
-      }
       case 11: {
         // What a directory may hold besides records.
         std::string table = pick({"a", "b"}), name = pick(ids);
-        std::string kind = pick({"record", "short", "empty", "marked", "tmp", "dir"});
-        what = "plant " + kind + " " + name + " in " + table;
+        std::string entry = pick({"record", "short", "empty", "marked", "tmp", "dir"});
+        what = "plant " + entry + " " + name + " in " + table;
         op = [=](Side& s) {
           std::string content =
               table == "a" ? "n" + name.substr(0, 3) + "|" + std::to_string(name.size()) + "|"
                            : "w|1|e|";
-          if (kind == "record") writeAt(s, table, name, content);
-          if (kind == "short") writeAt(s, table, name, "x|");
-          if (kind == "empty") writeAt(s, table, name, "");
-          if (kind == "marked") writeAt(s, table, name + ".ADD", content);
-          if (kind == "tmp") writeAt(s, table, name + ".tmp", content);
-          if (kind == "dir") writeAt(s, table, "sub", "", true);
+          if (entry == "short" || entry == "empty") content = entry == "short" ? "x|" : "";
+          std::string file = entry == "marked" ? name + ".ADD"
+                             : entry == "tmp"  ? name + ".tmp"
+                                               : name;
+          writeAt(s, table, entry == "dir" ? "sub" : file, content, entry == "dir");
           return 0;
         };
         break;
@@ -260,16 +256,8 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
   std::map<std::string, std::string> files[2];
   for (Side& side : sides) {
     int fd = open((side.root + "/tal").c_str(), O_RDONLY | O_DIRECTORY);
-    Snapshot(fd, "", files[side.plain]);
+    Take(fd, "", files[side.plain]);
     close(fd);
-    // Names past the path limit cannot be removed by path.
-    for (const char* table : {"a", "b"}) {
-      int dir = open((side.root + "/tal/database/" + table).c_str(), O_RDONLY | O_DIRECTORY);
-      for (const std::string& id : ids)
-        for (const char* suffix : {"", ".ADD", ".tmp"}) unlinkat(dir, (id + suffix).c_str(), 0);
-      unlinkat(dir, "sub", AT_REMOVEDIR);
-      close(dir);
-    }
   }
   EXPECT_EQ(files[0], files[1]) << "seed " << seed << "\nsteps:\n" << trace;
 }

@@ -2,7 +2,10 @@
 #ifndef TALDB_TESTS_TABLEFIXTURE_H
 #define TALDB_TESTS_TABLEFIXTURE_H
 
+#include <unistd.h>
+
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,6 +32,21 @@ class TableTest : public TempRootTest {
     return exists(record(name)) ? readFile(record(name)) : "(absent)";
   }
   Values files() const { return list("tal/database/hosts"); }
+  // The table's files as "name:content" words in name order; lay puts such
+  // words in place of every file there, and forgets the log.
+  std::string contents() const {
+    std::string out;
+    for (const std::string& name : files())
+      out += (out.empty() ? "" : " ") + name + ":" + content(name);
+    return out;
+  }
+  void lay(const std::string& words) {
+    for (const std::string& name : files()) unlink(recordPath(name).c_str());
+    std::istringstream in(words);
+    for (std::string word; in >> word;)
+      put(word.substr(0, word.find(':')), word.substr(word.find(':') + 1));
+    log_.take();
+  }
   // The current record, an absent value shown as "(null)".
   Values current() const {
     Values out;
