@@ -8,8 +8,9 @@
 // not see a write half done (the old record removed, the new one not yet
 // renamed into place) takes it shared: it then waits for writers, and they
 // for it. The store's own walks do so while they read the directory (see
-// table/ReadFence), the taldb tool while it checks what a command did. When the file system has no locks, or the directory cannot
-// be opened, the work goes on without one, exactly as in a single process.
+// table/ReadFence), the taldb tool while it checks what a command did. When the file system has no
+// locks, or the directory cannot be opened, the work goes on without one, exactly as in a single
+// process.
 #ifndef TALDB_UTIL_DIRLOCK_H
 #define TALDB_UTIL_DIRLOCK_H
 
