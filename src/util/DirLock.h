@@ -1,16 +1,14 @@
-// The advisory lock that keeps processes apart on writes to one table
-// directory. Threads of one process are kept apart by the table's mutex; this
-// lock is taken after the mutex, on the table directory itself, so that every
-// process (and every separately made table object of one process) writing to
-// the same directory waits for the others.
+// The advisory lock that keeps processes apart on writes to one table directory. Threads of one
+// process are kept apart by the table's mutex; this lock is taken after the mutex, on the table
+// directory itself, so that every process (and every separately made table object of one process)
+// writing to the same directory waits for the others.
 //
-// It is advisory: only writers that take it are excluded. A reader that must
-// not see a write half done (the old record removed, the new one not yet
-// renamed into place) takes it shared: it then waits for writers, and they
-// for it. The store's own walks do so while they read the directory (see
-// table/ReadFence), the taldb tool while it checks what a command did. When the file system has no
-// locks, or the directory cannot be opened, the work goes on without one, exactly as in a single
-// process.
+// It is advisory: only writers that take it are excluded. A reader that must not see a write half
+// done (the old record removed, the new one not yet renamed into place) takes it shared: it then
+// waits for writers, and they for it. The store's own walks do so while they read the directory
+// (see table/ReadFence), the taldb tool while it checks what a command did. When the file system
+// has no locks, or the directory cannot be opened, the work goes on without one, exactly as in a
+// single process.
 #ifndef TALDB_UTIL_DIRLOCK_H
 #define TALDB_UTIL_DIRLOCK_H
 

@@ -37,7 +37,7 @@ int StreamAccess::descriptor(const CDirIterator& stream) {
 int StreamAccess::openOn(CDirIterator& stream, const char* path) {
   int opened = stream.open(path);
   // The stored path changes only when the table's path did (or its directory
-  // now wants a larger buffer): a table walks the same directory over and
+  // now reads in other steps): a table walks the same directory over and
   // over, and that costs no allocation. Without memory the stored path is
   // dropped, and the walk opens names by their whole path and reads the
   // stream's own entries. The empty path a stream is made with has no room
@@ -45,7 +45,7 @@ int StreamAccess::openOn(CDirIterator& stream, const char* path) {
   size_t capacity = StreamReadSize(descriptor(stream));
   WalkState* state = walkState(stream);
   if (stream.m_path == nullptr || path[0] == '\0' || strcmp(stream.m_path, path) != 0 ||
-      state == nullptr || state->capacity < capacity) {
+      state == nullptr || state->capacity != capacity) {
     size_t length = strlen(path);
     size_t offset = StateOffset(length);
     char* copy = static_cast<char*>(malloc(offset + offsetof(WalkState, buffer) + capacity));

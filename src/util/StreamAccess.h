@@ -18,7 +18,7 @@ namespace TalDB {
 // the same steps as the stream would, and sees a directory changed under it
 // exactly as the stream would.
 struct WalkState {
-  size_t capacity;  // bytes the buffer holds
+  size_t capacity;  // bytes the buffer holds, what the stream would read at a time
   size_t size;      // bytes of entries in it
   size_t offset;    // where the next entry starts
   alignas(struct dirent) char buffer[1];
