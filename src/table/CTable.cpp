@@ -489,7 +489,7 @@ int CTable::records() {
   if (StreamAccess::openOn(m_dirIter, m_path) != 0) return -1;
   // Under the lock shared, a record that another process rewrites meanwhile
   // is counted once, neither missed nor counted with its temporary file.
-  ReadFence fence(m_dirIter, m_path);
+  ReadFence fence(m_dirIter);
   int count = 0;
   while (fence.nextName() != nullptr) ++count;
   return count;
@@ -500,7 +500,7 @@ int CTable::walkRecords(const char* condition) {
   int dirFd = ShortcutsOn() ? StreamAccess::descriptorOn(m_dirIter, m_path) : -1;
   // The longest name whose full path is not cut at the path limit, plus one.
   size_t nameRoom = kPathLimit - 1 - strlen(m_path);
-  ReadFence fence(m_dirIter, m_path);
+  ReadFence fence(m_dirIter);
   char settled[ReadFence::kNameSize];
   while (const char* name = fence.nextName()) {
     // Another process's write in flight is waited for, never listed.

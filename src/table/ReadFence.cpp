@@ -6,16 +6,14 @@
 
 #include "table/RecordNames.h"
 #include "util/FileSystem.h"
-#include "util/Path.h"
 #include "util/Shortcuts.h"
 
 namespace TalDB {
 
-ReadFence::ReadFence(CDirIterator& stream, const char* dir)
+ReadFence::ReadFence(CDirIterator& stream)
     : m_stream(stream),
       m_state(ShortcutsOn() ? StreamAccess::walkState(stream) : nullptr),
-      m_fd(StreamDescriptor(stream)),
-      m_dir(dir) {}
+      m_fd(StreamDescriptor(stream)) {}
 
 // Without locks on this file system there is nothing to wait for; the walk
 // reads as it always has.
@@ -57,12 +55,10 @@ const char* ReadFence::nextName() {
   return NextRecordNameOf([this] { return read(); });
 }
 
+// A walk meets names only on an open stream, whose descriptor looks them up.
 bool ReadFence::exists(const char* name) const {
   struct stat st;
-  if (m_fd >= 0) return fstatat(m_fd, name, &st, AT_SYMLINK_NOFOLLOW) == 0;
-  char path[kPathLimit];
-  JoinPath(path, m_dir, name);
-  return lstat(path, &st) == 0;
+  return m_fd >= 0 && fstatat(m_fd, name, &st, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 const char* ReadFence::temporary(const char* name, char* out) {

@@ -27,9 +27,8 @@ namespace TalDB {
 
 class ReadFence {
  public:
-  // stream: the table's stream being walked, opened by StreamAccess::openOn;
-  // dir: the table directory, by which names are read.
-  ReadFence(CDirIterator& stream, const char* dir);
+  // stream: the table's stream being walked, opened by StreamAccess::openOn.
+  explicit ReadFence(CDirIterator& stream);
   ReadFence(const ReadFence&) = delete;
   ReadFence& operator=(const ReadFence&) = delete;
 
@@ -59,7 +58,6 @@ class ReadFence {
   CDirIterator& m_stream;
   WalkState* m_state;
   int m_fd;
-  const char* m_dir;
 };
 
 }  // namespace TalDB

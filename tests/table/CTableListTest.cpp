@@ -117,7 +117,7 @@ TEST_F(TableTest, WalksOpenRecordsRelativeToTheirStream) {
   put("3.tmp", "c|3|");
   TalDB::CDirIterator stream;
   ASSERT_EQ(TalDB::StreamAccess::openOn(stream, at("tal/database/hosts").c_str()), 0);
-  TalDB::ReadFence fence(stream, at("tal/database/hosts").c_str());
+  TalDB::ReadFence fence(stream);
   EXPECT_STREQ(fence.temporary("3.tmp", settled), "3.tmp");  // a leftover stays itself
   EXPECT_STREQ(fence.temporary("2.tmp", settled), "2");      // a write that finished
   EXPECT_EQ(fence.temporary("4.tmp", settled), nullptr);     // nothing left of it

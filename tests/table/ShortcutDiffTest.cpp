@@ -223,16 +223,22 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
       }
       default: {
         // A listing step while memory runs out: for a huge condition from 1
-        // MiB up, or for one allocation size that a copy in the walk makes.
-        bool hugeCondition = random() % 2 == 0;
-        std::string c = hugeCondition ? huge : pick(conditions);
+        // MiB up, for a walk's buffer of entries from 16 KiB up (made when the
+        // table's path changed), or for one allocation size that a copy in the
+        // walk makes.
+        int mode = random() % 3;
+        std::string c = mode == 0 ? huge : pick(conditions);
         const size_t sizes[] = {2, 3, 4, 6, 7, 8, 12};
-        size_t exactly = hugeCondition ? 0 : sizes[random() % 7];
+        size_t atLeast = mode == 0 ? 1u << 20 : mode == 1 ? 1u << 14 : 0;
+        size_t exactly = mode == 2 ? sizes[random() % 7] : 0;
         bool start = random() % 2 == 0;
         what = std::string(start ? "ListRecordsStart" : "ListRecordsNext") + " without memory (" +
-               (hugeCondition ? "huge" : c + ", exactly " + std::to_string(exactly)) + ")";
+               (mode == 0 ? "huge"
+                          : c + ", " + std::to_string(exactly ? exactly : atLeast) +
+                                (exactly ? " exactly" : " up")) +
+               ")";
         op = [=](Side& s) {
-          if (!fault::failAllocations(hugeCondition ? 1u << 20 : 0, exactly)) return -100;
+          if (!fault::failAllocations(atLeast, exactly)) return -100;
           int rc =
               start ? s.table->ListRecordsStart(c.c_str()) : s.table->ListRecordsNext(c.c_str());
           fault::failAllocations(0, 0);
