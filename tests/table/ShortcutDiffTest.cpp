@@ -65,16 +65,26 @@ void Take(int dir, const std::string& prefix, std::map<std::string, std::string>
 
 class ShortcutDiffTest : public TempRootTest {
  protected:
-  // A root of 3,880 characters whatever the temporary directory's, so that
-  // names of about 200 characters reach the path limit of a record.
-  std::string makeRoot(char which) {
-    std::string root = root_ + "/" + which;
+  // One copy of the database: a root of 3,880 characters whatever the
+  // temporary directory's, so that names of about 200 characters reach the
+  // path limit of a record, with `records` records in table a, and a table
+  // object open on each of its tables.
+  Side makeSide(int plain, int records = 0) {
+    const char which = plain ? 'p' : 's';
+    Side side{root_ + "/" + which, plain, nullptr, nullptr};
+    std::string& root = side.root;
     while (root.size() < 3880)
       root += "/" + std::string(std::min<size_t>(200, 3880 - root.size() - 1), which);
     for (const char* table : {"a", "b"})
       EXPECT_TRUE(CreateTreeA((root + "/tal/database/" + table).c_str(), 0775));
     EXPECT_TRUE(CreateTreeA((root + "/tal/schema").c_str(), 0775));
-    return root;
+    writeFile(root.substr(root_.size() + 1) + "/tal/schema/a", std::string(kA) + "\n");
+    writeFile(root.substr(root_.size() + 1) + "/tal/schema/b", std::string(kB) + "\n");
+    for (int i = 1; i <= records; ++i) writeAt(side, "a", std::to_string(i), "n|1|");
+    side.table.reset(new CTable(root.c_str(), "a"));
+    side.other.reset(new CTable(root.c_str(), "b"));
+    EXPECT_EQ(side.table->Open() + side.other->Open(), 0);
+    return side;
   }
 
   void writeAt(const Side& side, const std::string& table, const std::string& name,
@@ -114,14 +124,7 @@ class ShortcutDiffTest : public TempRootTest {
 };
 
 void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
-  Side sides[2] = {{makeRoot('s'), 0, nullptr, nullptr}, {makeRoot('p'), 1, nullptr, nullptr}};
-  for (Side& side : sides) {
-    writeFile(side.root.substr(root_.size() + 1) + "/tal/schema/a", std::string(kA) + "\n");
-    writeFile(side.root.substr(root_.size() + 1) + "/tal/schema/b", std::string(kB) + "\n");
-    side.table.reset(new CTable(side.root.c_str(), "a"));
-    side.other.reset(new CTable(side.root.c_str(), "b"));
-    ASSERT_EQ(side.table->Open() + side.other->Open(), 0);
-  }
+  Side sides[2] = {makeSide(0), makeSide(1)};
   std::mt19937 random(seed);
   auto pick = [&](std::vector<std::string> from) { return from[random() % from.size()]; };
   const std::string longName = std::string(198, 'L');
@@ -233,10 +236,8 @@ void ShortcutDiffTest::runSequence(unsigned seed, int steps) {
         size_t exactly = mode == 2 ? sizes[random() % 7] : 0;
         bool start = random() % 2 == 0;
         what = std::string(start ? "ListRecordsStart" : "ListRecordsNext") + " without memory (" +
-               (mode == 0 ? "huge"
-                          : c + ", " + std::to_string(exactly ? exactly : atLeast) +
-                                (exactly ? " exactly" : " up")) +
-               ")";
+               (mode == 0 ? "huge" : c) + ", " + std::to_string(atLeast) + " up, " +
+               std::to_string(exactly) + " exactly)";
         op = [=](Side& s) {
           if (!fault::failAllocations(atLeast, exactly)) return -100;
           int rc =
@@ -288,11 +289,7 @@ TEST_F(ShortcutDiffTest, RandomSequencesGiveWhatThePlainWaysGive) {
 TEST_F(ShortcutDiffTest, AWalkOfALargeDirectoryChangedUnderItSeesWhatTheStreamSees) {
   std::string seen[2];
   for (int plain : {0, 1}) {
-    Side side{makeRoot(plain ? 'p' : 's'), plain, nullptr, nullptr};
-    writeFile(side.root.substr(root_.size() + 1) + "/tal/schema/a", std::string(kA) + "\n");
-    for (int i = 1; i <= 3000; ++i) writeAt(side, "a", std::to_string(i), "n|1|");
-    side.table.reset(new CTable(side.root.c_str(), "a"));
-    ASSERT_EQ(side.table->Open(), 0);
+    Side side = makeSide(plain, 3000);
     taldb_plain_ways = plain;
     int rc = side.table->ListRecordsStart(nullptr);
     for (int step = 0; rc == 0; ++step) {
