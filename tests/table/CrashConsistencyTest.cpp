@@ -162,26 +162,18 @@ class CrashConsistencyTest : public TempRootTest {
       words >> verb >> arg >> values;
       std::string id = arg[0] == '@' ? std::to_string(added.at(std::stoi(arg.substr(1)) - 1)) : arg;
       fault::startRecording();
-      int rc = 0, made = 0;
-      if (verb == "add") {
-        rc = table->addRecord(arg.c_str(), &made, 0);
-        id = std::to_string(made);
-        added.push_back(made);
-      } else if (verb == "update") {
-        rc = table->updateRecord(id.c_str(), values.c_str());
-      } else if (verb == "put") {
-        const char* text = arg.c_str();
-        rc = table->addRecords(&text, 1, &made, false, nullptr);
-        id = std::to_string(made);
-      } else if (verb == "table") {
-        rc = db.AddTable(arg.c_str(), "id(int),v(varchar)");
-        id = "table:" + arg;
-      } else if (verb == "delete") {
-        rc = table->deleteRecord(id.c_str());
-      } else {
-        rc = db.repair();
-        id = "";
-      }
+      const char* text = arg.c_str();
+      int made = -1;
+      int rc = verb == "add"      ? table->addRecord(text, &made, 0)
+               : verb == "put"    ? table->addRecords(&text, 1, &made, false, nullptr)
+               : verb == "update" ? table->updateRecord(id.c_str(), values.c_str())
+               : verb == "delete" ? table->deleteRecord(id.c_str())
+               : verb == "table"  ? db.AddTable(text, "id(int),v(varchar)")
+                                  : db.repair();
+      if (made >= 0) id = std::to_string(made);
+      if (verb == "add") added.push_back(made);
+      if (verb == "table") id = "table:" + arg;
+      if (verb == "repair") id = "";
       std::vector<fault::Recorded> calls;
       fault::stopRecording(&calls);
       ASSERT_EQ(rc, 0) << call;
