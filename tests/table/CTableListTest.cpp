@@ -1,5 +1,5 @@
-// Reading one record, counting and listing records, conditions, looking
-// values up, and telling directories apart.
+// Reading one record, conditions, looking values up, walks and listings
+// while a writer is at work, and telling directories apart.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -13,29 +13,6 @@
 #include "TableFixture.h"
 #include "table/ReadFence.h"
 #include "util/StreamAccess.h"
-
-TEST_F(TableTest, ScansSkipMarkedAndUnreadableEntries) {
-  for (const char* name : {"5", "5.ADD", "7.UPDATE.x", "9.tmp"}) put(name, "a|80|");
-  put("6", "");
-  makeDir(record("sub"));
-  EXPECT_EQ(table->records(), 4);  // files are not opened to be counted
-  const LogLine add = Err(16, "invalid record name found: 5.ADD."),
-                update = Err(16, "invalid record name found: 7.UPDATE.x."),
-                empty = Err(16, "record length is 0, error");
-  auto sorted = [](Logs lines) {
-    std::sort(lines.begin(), lines.end(), [](auto& a, auto& b) { return a.text < b.text; });
-    return lines;
-  };
-  EXPECT_EQ(sorted(log_.take()), (Logs{add, update}));
-
-  Values listed;
-  for (int rc = table->ListRecordsStart(nullptr); rc == 0; rc = table->ListRecordsNext(nullptr))
-    listed.push_back(table->columns()[0]->data());
-  std::sort(listed.begin(), listed.end());
-  EXPECT_EQ(listed, (Values{"5", "9.tmp"}));
-  // The empty file and the directory both read as an empty record line.
-  EXPECT_EQ(sorted(log_.take()), (Logs{add, update, empty, empty}));
-}
 
 TEST_F(TableTest, ConditionRules) {
   put("5", "x y|a=b|");
