@@ -59,23 +59,6 @@ TEST_F(DatabaseTest, OpensOnceAndRegistersEverySchemaEntry) {
   EXPECT_EQ(db.tableCount(), 2);
 }
 
-TEST_F(DatabaseTest, EmptySchemaLineStopsTheScanAndKeepsEarlierTables) {
-  makeDir("tal/schema");
-  writeFile("tal/schema/stray", "\nid[int]");
-  for (const char* name : {"a", "b", "c", "d"}) makeTable(name, "id[int]");
-  Names order = streamOrder();
-  Names before(order.begin(), std::find(order.begin(), order.end(), "stray"));
-  EXPECT_EQ(db.open(root_.c_str()), 5);
-  EXPECT_EQ(log_.take(), (Logs{Info(5, "schema length is 0")}));
-  EXPECT_FALSE(db.isOpened());
-  EXPECT_EQ(catalogue(), before);
-  // The next scan starts from the first entry again and registers them twice.
-  EXPECT_EQ(db.open(), 5);
-  Names twice = before;
-  twice.insert(twice.end(), before.begin(), before.end());
-  EXPECT_EQ(catalogue(), twice);
-}
-
 TEST_F(DatabaseTest, OpenTakesRootFromConfiguration) {
   makeTable("a", "id[int]");
   writeFile("good.conf", "[Other]\nStorageDatabase = /no\n[Storage]\nStorageDatabase = " + root_);
