@@ -102,7 +102,12 @@ class CTalDatabase {
   // repair() of every table in catalogue order; a failing table does not stop
   // the others. 0, or the first failure's code (7 or 20). On a database whose
   // open() failed it first finishes or undoes, by name, the creation of each
-  // table that could not be loaded and has no directory.
+  // table that could not be loaded and has no directory. A registered table
+  // whose creation it undoes (its schema file cut short, its directory never
+  // made) leaves the catalogue and is destroyed: a CTable* to it from
+  // GetTable or tables() is no longer valid, and GetTable returns null for
+  // its name, as after a fresh open(). (CTable::repair() called on such a
+  // table directly removes the files alone; the object is then stale.)
   TALDB_EXPORT int repair();
   // Adds the records rec_1, rec_2, ... of the table's section, placeholders
   // filled, through a table object of its own (which excludes the
@@ -124,6 +129,8 @@ class CTalDatabase {
   void destroyTables();
   void unregister(CTable* table);
   void repairUnopenedTables();
+  // Whether repair removed the table's schema file and it has no directory.
+  bool CreationUndone(const CTable* table) const;
 
   char m_dbPath[4095];
   bool m_opened;

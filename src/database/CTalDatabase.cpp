@@ -316,12 +316,28 @@ int CTalDatabase::repair() {
   // Unlike recovery, a failing table does not stop the run: a host repairs at
   // start-up and wants every table it can get back.
   int result = 0;
+  char schemaDir[kPathLimit], dataDir[kPathLimit];
+  RootPath(schemaDir, m_dbPath, kSchemaDir);
+  RootPath(dataDir, m_dbPath, kDataDir);
+  if (m_dbPath[0] != '\0' && IsDirectory(schemaDir) && !RepairDataDirectory(dataDir)) result = 7;
   if (!m_opened && m_dbPath[0] != '\0') repairUnopenedTables();
+  std::vector<CTable*> undone;
   for (CTable* table : m_tables) {
     int rc = table->repair();
     if (result == 0) result = rc;
+    if (rc == 0 && CreationUndone(table)) undone.push_back(table);
   }
+  // A table whose creation repair undid has no schema file left: the
+  // catalogue follows the disk, so that no record is written into a table
+  // that the next open() would not load.
+  for (CTable* table : undone) unregister(table);
   return result;
+}
+
+bool CTalDatabase::CreationUndone(const CTable* table) const {
+  char schemaPath[kPathLimit];
+  TablePath(schemaPath, m_dbPath, kSchemaDir, table->name());
+  return gux_access(schemaPath, 0) != 0 && gux_access(table->path(), 0) != 0;
 }
 
 // A schema file left empty or cut short by a power cut during a table's

@@ -94,19 +94,39 @@ int ApplyRepair(const char* dir, const char* name, RepairAction action) {
   return 0;
 }
 
+namespace {
+
+// The directory above path, into parent; false when path has no "/".
+bool ParentOf(const char* path, char* parent) {
+  const char* slash = strrchr(path, '/');
+  if (slash == nullptr) return false;
+  guxstrncpy(parent, path, kPathLimit, slash - path);
+  return true;
+}
+
+}  // namespace
+
 bool RepairTableCreation(const char* schemaPath, const char* tableDir) {
   bool whole = CheckSchemaSeal(schemaPath) == SchemaSeal::kWhole;
   const char* made = whole ? tableDir : schemaPath;
-  const char* slash = strrchr(made, '/');
-  if (slash == nullptr) return false;
-  if (whole ? MakeDirectory(tableDir, 0775) != 0 : RemoveFile(schemaPath) != 0) return false;
   char parent[kPathLimit];
-  guxstrncpy(parent, made, sizeof(parent), slash - made);
+  if (!ParentOf(made, parent)) return false;
+  if (whole ? MakeDirectory(tableDir, 0775) != 0 : RemoveFile(schemaPath) != 0) return false;
   if (FlushDirectory(parent) != 0) return false;
   InfoA(0,
         whole ? "%s: made: the table's creation was cut short before its directory was"
               : "%s: removed: the table's creation was cut short while its schema was written",
         made);
+  return true;
+}
+
+bool RepairDataDirectory(const char* dataDir) {
+  if (gux_access(dataDir, 0) == 0) return true;
+  char container[kPathLimit];
+  if (!ParentOf(dataDir, container)) return false;
+  if (MakeDirectory(dataDir, 0700) != 0 || FlushDirectory(container) != 0) return false;
+  InfoA(0, "%s: made: the database's creation was cut short before its data directory was",
+        dataDir);
   return true;
 }
 

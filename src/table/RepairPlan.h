@@ -41,6 +41,12 @@ int ApplyRepair(const char* dir, const char* name, RepairAction action);
 // and one line logged. False when the step failed.
 bool RepairTableCreation(const char* schemaPath, const char* tableDir);
 
+// A database is made schema directory first, then its data directory: a
+// creation cut short between the two leaves tables that have nowhere to keep
+// a directory. The data directory is made as creation makes it (mode 0700)
+// and its name flushed, with one line logged. True when it is there.
+bool RepairDataDirectory(const char* dataDir);
+
 }  // namespace TalDB
 
 #endif  // TALDB_TABLE_REPAIRPLAN_H

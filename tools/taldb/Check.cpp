@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "Cli.h"
+#include "StagedCreate.h"
 #include "table/RecordFormat.h"
 #include "table/RecordNames.h"
 #include "table/RepairPlan.h"
@@ -67,7 +68,16 @@ class Inspector {
   Inspector(Context& ctx, const std::string& root) : ctx_(ctx), root_(root) {}
 
   std::vector<std::string> run() {
+    for (const std::string& name : creationLeftovers(root_))
+      report(name, "what a 'taldb create' cut short left; 'taldb repair' removes it");
     std::vector<std::string> schemas = entries(kSchemaDir, "schema directory");
+    // A database creation cut short between its two directories.
+    if (!pathExists(at(kDataDir))) {
+      report(kDataDir, "data directory missing: the database's creation was cut short; "
+                       "'taldb repair' makes it");
+      for (const std::string& name : schemas) inspectTable(name);
+      return findings_;
+    }
     std::vector<std::string> directories = entries(kDataDir, "data directory");
     for (const std::string& name : schemas) inspectTable(name);
     for (const std::string& name : directories) {
@@ -103,6 +113,18 @@ class Inspector {
     std::string schema = joinPath(kSchemaDir, name), data = joinPath(kDataDir, name);
     if (TalDB::IsDirectory(at(schema).c_str()))
       return reportUnrepaired(schema, "a directory, not a schema file");
+    TalDB::SchemaSeal seal = TalDB::CheckSchemaSeal(at(schema).c_str());
+    if (!pathExists(at(data))) {
+      // A creation cut short after the schema: the table never held a record.
+      // Repair finishes it when the schema file is whole and undoes it when
+      // the cut came while the file was written.
+      if (seal == TalDB::SchemaSeal::kWhole)
+        return report(schema, "schema file without a table directory; 'taldb repair' makes it");
+      return report(schema, std::string(TalDB::DescribeSchemaSeal(seal)) +
+                                ", and the table has no directory: its creation was cut short "
+                                "and it never held a record; 'taldb repair' removes the schema "
+                                "file");
+    }
     TalDB::CTable table(root_.c_str(), name.c_str());
     int status = table.Open();
     if (status != 0) {
@@ -111,7 +133,6 @@ class Inspector {
       ctx_.log().clear();
       return;
     }
-    TalDB::SchemaSeal seal = TalDB::CheckSchemaSeal(at(schema).c_str());
     if (seal != TalDB::SchemaSeal::kWhole) {
       reportUnrepaired(schema, std::string(TalDB::DescribeSchemaSeal(seal)) +
                                    "; the tool writes no record of this table");
@@ -122,12 +143,8 @@ class Inspector {
                                    std::to_string(table.columns().size()) + " of " +
                                    std::to_string(defined) + " column definitions load)");
     }
-    if (pathExists(at(data)) && !TalDB::IsDirectory(at(data).c_str()))
+    if (!TalDB::IsDirectory(at(data).c_str()))
       return reportUnrepaired(schema, data + " is not a directory");
-    if (!pathExists(at(data))) {
-      // A creation cut short after the schema: the table never held a record.
-      return report(schema, "schema file without a table directory; 'taldb repair' makes it");
-    }
     inspectRecords(table, data);
   }
 

@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "StagedCreate.h"
 
 #include <unistd.h>
 
@@ -182,17 +183,7 @@ int cmdCreate(Context& ctx) {
   std::string unreadable = status == 10 ? unreadableRoot(root) : "";
   if (!unreadable.empty()) throw Failure("create: " + unreadable);
   if (status != 10) throw Failure("create: a database exists already under " + root);
-  status = ctx.db().Create(description.c_str(), id,
-                           options.host.empty() ? nullptr : options.host.c_str());
-  if (status != 0 && pathExists(joinPath(root, TalDB::kContainerDir))) {
-    // The store leaves what it made so far; create refuses an existing root.
-    ctx.require(status, "create " + root +
-                            " (the partial database stays: remove it with 'taldb "
-                            "--root " +
-                            root + " drop --yes' and create again)");
-  }
-  ctx.require(status, "create " + root);
-  ctx.require(ctx.db().open(), "open " + root);
+  createStaged(ctx, root, description, id, options.host.empty() ? nullptr : options.host.c_str());
 
   std::string names;
   for (const CTable* table : sortedTables(ctx.db())) names += std::string(" ") + table->name();

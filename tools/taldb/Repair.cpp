@@ -1,8 +1,13 @@
 // taldb repair: the library's repair of interrupted writes, table by table,
 // printing each file it changed or left; or, with --dry-run, what it would do.
+#include <cerrno>
+#include <cstring>
+
 #include "Cli.h"
+#include "StagedCreate.h"
 #include "gux.h"
 #include "table/RepairPlan.h"
+#include "util/FileSystem.h"
 #include "util/Path.h"
 
 namespace taldb_cli {
@@ -60,10 +65,38 @@ void repairUnopened(Context& ctx, Tally& tally) {
   ctx.log().clear();
 }
 
+// What is not a table's own: the hidden directory of a 'taldb create' cut
+// short, and a data directory that a creation cut short never made (the
+// store's repair makes it, as it would for a host).
+void repairDatabase(Context& ctx, Tally& tally, bool dryRun) {
+  std::string root = ctx.root();
+  for (const std::string& name : creationLeftovers(root)) {
+    (dryRun ? ctx.out() : ctx.note()) << joinPath(root, name) << ": "
+               << (dryRun ? "would be removed" : "removed") << ": what a 'taldb create' cut short left\n";
+    ++tally.changed;
+  }
+  std::string data = joinPath(root, TalDB::kDataDir);
+  bool missing = TalDB::IsDirectory(joinPath(root, TalDB::kSchemaDir).c_str()) && !pathExists(data);
+  if (dryRun) {
+    if (missing) ctx.out() << data << ": would be made: the database's creation was cut short\n";
+    tally.changed += missing;
+    return;
+  }
+  removeCreationLeftovers(root);
+  if (!missing) return;
+  ctx.log().clear();
+  if (!TalDB::RepairDataDirectory(data.c_str()))
+    throw Failure("repair: cannot make " + data + ": " + std::strerror(errno));
+  for (const LibraryLog::Entry& entry : ctx.log().entries()) ctx.note() << entry.text << "\n";
+  ++tally.changed;
+  ctx.log().clear();
+}
+
 }  // namespace
 
 int cmdRepair(Context& ctx) {
   Tally tally;
+  if (ctx.args().empty()) repairDatabase(ctx, tally, ctx.options().dryRun);
   if (ctx.args().empty() && !ctx.options().dryRun) repairUnopened(ctx, tally);
   std::vector<CTable*> tables = namedOrAllTables(ctx);
   bool dryRun = ctx.options().dryRun;

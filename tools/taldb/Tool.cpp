@@ -33,8 +33,9 @@ const Command kCommands[] = {
      "lists the columns and its keys rec_1, rec_2, ... are seed records. In them\n"
      "{{$talid}} becomes the --id number (default 1) and {{$talhost}} the --host text\n"
      "(default 127.0.0.1). Refused when a database exists already under the root. Seed\n"
-     "records are checked against their schema before anything is made; a create that\n"
-     "fails later leaves a partial database and says how to remove it.\n",
+     "records are checked against their schema before anything is made. The database is\n"
+     "built under a hidden name in the root and moved into place whole, so a create that\n"
+     "fails, is killed or loses power leaves no partial database in the way of the next.\n",
      1, 1, kOptRoot | kOptCreate, cmdCreate},
     {"tables", "", "each table with its column count and record count",
      "Records are counted as 'list' shows them; a table whose directory holds other\n"
