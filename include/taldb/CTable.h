@@ -199,7 +199,10 @@ class CTable {
   // NAME.tmp that is not a whole record is removed (it was never
   // acknowledged: a write flushes it before removing or renaming anything);
   // marked names go as recover() removes them. A missing table directory is
-  // made (a table whose creation was cut short after its schema file). One
+  // made when the schema file is whole (a table whose creation was cut short
+  // after it), and the schema file removed when it is not (cut while it was
+  // written): the object then stands for no table and keeps the columns it
+  // loaded; CTalDatabase::repair() drops such a table from its catalogue. One
   // log line per file changed; the directory is flushed after removals.
   // 0; 7 no directory; 20 no mutex, or a file that could not be renamed or
   // removed (the other entries are still repaired).
