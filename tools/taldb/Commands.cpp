@@ -608,6 +608,7 @@ int cmdDrop(Context& ctx) {
     ctx.log().clear();
   }
   ctx.require(status, "drop");
+  removeCreationLeftovers(root);
   ctx.note() << "dropped the database under " << root << "\n";
   return kExitOk;
 }
