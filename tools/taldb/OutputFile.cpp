@@ -180,7 +180,8 @@ void OutputFile::checkStopped() {
 }
 
 void OutputFile::fail(const std::string& path, int error) {
-  std::string message = command_ + ": cannot write " + path + ": " + std::strerror(error);
+  std::string message = command_ + ": cannot write " + path +
+                        (error != 0 ? ": " + std::string(std::strerror(error)) : std::string());
   if (!temporary_.empty())
     message += "; no " + command_ + " was written to " + file_;
   else if (inPlace_ || stream_ != nullptr)
