@@ -178,13 +178,8 @@ TEST_F(BackupTest, OutputFilesAreReplacedOnlyWhenRegularAndWrittenInPlaceOtherwi
   // Standard output that cannot be written fails without the success line.
   std::ostream unwritable(nullptr);
   std::ostringstream err;
-  std::istringstream in;
-  EXPECT_EQ(taldb_cli::RunTool({"--root", db_, "backup", "-"}, unwritable, err, &in), 1);
-  EXPECT_EQ(err.str().find("backed up"), std::string::npos) << err.str();
-  EXPECT_NE(err.str().find("backup: cannot write standard output; what it received is not a "
-                           "whole backup"),
-            std::string::npos)
-      << err.str();
+  EXPECT_EQ(taldb_cli::RunTool({"--root", db_, "backup", "-"}, unwritable, err), 1);
+  EXPECT_EQ(err.str().find("taldb: backup: cannot write standard output; what it received"), 0u);
 }
 
 // restore reads a pipe or a FIFO once; one that stops part way leaves a root that the same

@@ -766,10 +766,11 @@ int cmdRestore(Context& ctx) {
   ctx.note() << "restored " << plural(counts.tables, "table", "tables") << ", "
              << plural(counts.records, "record", "records") << " under " << root << " from "
              << input->source()
-             << (restorer->kept() != 0 ? " (going on from an earlier run: " +
-                                             plural(restorer->kept(), "record was", "records were") +
-                                             " there already)"
-                                       : std::string())
+             << (restorer->kept() != 0
+                     ? " (going on from an earlier run: " + thousands(restorer->kept()) +
+                           (restorer->kept() == 1 ? " record was" : " records were") +
+                           " there already)"
+                     : std::string())
              << (counts.leftOut != 0 ? " (a partial backup: " +
                                            plural(counts.leftOut, "entry was", "entries were") +
                                            " left out when it was written)"

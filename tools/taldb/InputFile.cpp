@@ -26,6 +26,8 @@ InputFile::InputFile(const std::string& command, const std::string& file, std::i
     do {
       fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR && StopSignals::caught() == 0);
+    if (fd < 0 && StopSignals::caught() != 0)
+      throw Failure(command_ + ": " + StopSignals::describe() + " while waiting for " + file);
     if (fd < 0) fail("cannot read " + file, errno);
     struct stat st;
     if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
