@@ -162,8 +162,7 @@ TEST_F(BackupTest, OutputFilesAreReplacedOnlyWhenRegularAndWrittenInPlaceOtherwi
            {at("full"), 1, "full: No space left on device; what it received", "", S_IFLNK}}) {
     std::string fromFifo;
     std::thread reader;
-    if (c.kind == S_IFIFO)
-      reader = std::thread([&] { fromFifo = readFile("fifo"); });
+    if (c.kind == S_IFIFO) reader = std::thread([&] { fromFifo = readFile("fifo"); });
     Result got = expectRows({{{"backup", c.file}, c.status, c.says}});
     if (reader.joinable()) reader.join();
     EXPECT_EQ(got.out.empty(), c.status != 0) << c.file;
@@ -214,8 +213,10 @@ TEST_F(BackupTest, RestoreReadsAPipeOrAFifoOnceAndGoesOnAfterAStop) {
 
   // The 2,100th record's rename fails: a stop part way, with a temporary file left.
   fault::failCall(fault::kRename, EIO, 2100, "hosts/");
-  Result stopped = expectRows(
-      {{{"--root", at("copy"), "restore", at("b.txt")}, 1, " of 4,503 records written under ", true}});
+  Result stopped = expectRows({{{"--root", at("copy"), "restore", at("b.txt")},
+                                1,
+                                " of 4,503 records written under ",
+                                true}});
   EXPECT_NE(stopped.err.find("; to go on, run the same command again (taldb --root " + at("copy") +
                              " restore " + at("b.txt") + "); to start over instead: taldb --root " +
                              at("copy") + " drop --yes, then restore\n"),

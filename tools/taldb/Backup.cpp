@@ -34,8 +34,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <set>
 
@@ -567,8 +567,8 @@ class Restorer {
       double seconds =
           std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
       double rate = seconds > 0 ? written_ / seconds : 0;
-      ctx_.err() << "\r\033[K" << thousands(written_) << " of " << thousands(total_)
-                 << " records, " << thousands(static_cast<size_t>(rate)) << " records/s";
+      ctx_.err() << "\r\033[K" << thousands(written_) << " of " << thousands(total_) << " records, "
+                 << thousands(static_cast<size_t>(rate)) << " records/s";
       if (total_ > written_ && rate > 0)
         ctx_.err() << ", " << static_cast<long>((total_ - written_) / rate + 0.5) << " s left";
       ctx_.err().flush();
@@ -683,7 +683,8 @@ int cmdRestore(Context& ctx) {
                   "); restore makes a new database: give a new root");
   }
   ctx.log().clear();
-  const std::string nothing = underWay.empty() ? "; nothing was written" : "; nothing more was written";
+  const std::string nothing =
+      underWay.empty() ? "; nothing was written" : "; nothing more was written";
   StopSignals signals(true);
   std::unique_ptr<InputFile> input;
   try {
@@ -694,17 +695,18 @@ int cmdRestore(Context& ctx) {
   BackupReader reader(ctx, input->source(), root);
   Counts counts;
   try {
-    counts = reader.read(input->rewind(), true, [](const std::string&, const std::string&) {},
-                         [](const std::vector<std::string>&, size_t) {});
+    counts = reader.read(
+        input->rewind(), true, [](const std::string&, const std::string&) {},
+        [](const std::vector<std::string>&, size_t) {});
   } catch (const Failure& failure) {
     throw Failure(failure.what() + nothing);
   }
-  std::string rerun = "taldb " +
-                      (ctx.options().config.empty() ? "--root " + shellWord(root)
-                                                    : "--config " + shellWord(ctx.options().config)) +
-                      " restore " + shellWord(ctx.arg(0)) +
-                      (ctx.options().allowPartial ? " --allow-partial" : "") +
-                      (input->kept() ? ", with the same backup on its input" : "");
+  std::string rerun =
+      "taldb " +
+      (ctx.options().config.empty() ? "--root " + shellWord(root)
+                                    : "--config " + shellWord(ctx.options().config)) +
+      " restore " + shellWord(ctx.arg(0)) + (ctx.options().allowPartial ? " --allow-partial" : "") +
+      (input->kept() ? ", with the same backup on its input" : "");
   if (!underWay.empty() && underWay != reader.identity()) {
     throw Failure("restore: " + root + " holds a restore of another backup, stopped before it " +
                   "was whole (" + marker + "); give that backup to go on, or start over: " +
@@ -750,8 +752,9 @@ int cmdRestore(Context& ctx) {
     if (restorer && what.find("; to go on, run the same command again") == std::string::npos)
       what = restorer->stopped(what.substr(std::strlen("restore: ")));
     else if (!restorer)
-      what += "; to go on, run the same command again (" + rerun + "); to start over instead: " +
-              "taldb --root " + shellWord(root) + " drop --yes, then restore";
+      what += "; to go on, run the same command again (" + rerun +
+              "); to start over instead: " + "taldb --root " + shellWord(root) +
+              " drop --yes, then restore";
     throw Failure(what);
   }
   // Whole: the marker goes, and its removal is flushed with the directory.
