@@ -444,8 +444,8 @@ std::string shellWord(const std::string& word) {
 class Restorer {
  public:
   Restorer(Context& ctx, TalDB::CTalDatabase& db, const std::string& root, size_t total,
-           const std::string& rerun)
-      : ctx_(ctx), db_(db), root_(root), rerun_(rerun), total_(total) {
+           const std::string& goOn)
+      : ctx_(ctx), db_(db), root_(root), goOn_(goOn), total_(total) {
     progress_ =
         !ctx.options().quiet && ctx.err().rdbuf() == std::cerr.rdbuf() && isatty(STDERR_FILENO);
     start_ = std::chrono::steady_clock::now();
@@ -496,10 +496,7 @@ class Restorer {
   std::string stopped(const std::string& why) const {
     if (progress_) ctx_.err() << "\r\033[K";
     return "restore: " + thousands(written_) + " of " + thousands(total_) +
-           " records written under " + root_ + "; the rest not written: " + why +
-           "; to go on, run the same command again (" + rerun_ +
-           "); to start over instead: taldb --root " + shellWord(root_) +
-           " drop --yes, then restore";
+           " records written under " + root_ + "; the rest not written: " + why + goOn_;
   }
 
  private:
@@ -608,7 +605,7 @@ class Restorer {
 
   Context& ctx_;
   TalDB::CTalDatabase& db_;
-  std::string root_, rerun_;
+  std::string root_, goOn_;
   std::unique_ptr<CTable> table_;
   bool resumed_ = false, progress_ = false;
   std::vector<std::string> batch_;
@@ -701,16 +698,20 @@ int cmdRestore(Context& ctx) {
   } catch (const Failure& failure) {
     throw Failure(failure.what() + nothing);
   }
-  std::string rerun =
-      "taldb " +
-      (ctx.options().config.empty() ? "--root " + shellWord(root)
-                                    : "--config " + shellWord(ctx.options().config)) +
-      " restore " + shellWord(ctx.arg(0)) + (ctx.options().allowPartial ? " --allow-partial" : "") +
-      (input->kept() ? ", with the same backup on its input" : "");
+  // The root as it was given, for the commands that go on or start over.
+  std::string rootOption = ctx.options().config.empty()
+                               ? "--root " + shellWord(root)
+                               : "--config " + shellWord(ctx.options().config);
+  std::string startOver = "taldb " + rootOption + " drop --yes, then restore";
+  std::string goOn = "; to go on, run the same command again (taldb " + rootOption + " restore " +
+                     shellWord(ctx.arg(0)) +
+                     (ctx.options().allowPartial ? " --allow-partial" : "") +
+                     (input->kept() ? ", with the same backup on its input" : "") +
+                     "); to start over instead: " + startOver;
   if (!underWay.empty() && underWay != reader.identity()) {
     throw Failure("restore: " + root + " holds a restore of another backup, stopped before it " +
-                  "was whole (" + marker + "); give that backup to go on, or start over: " +
-                  "taldb --root " + shellWord(root) + " drop --yes, then restore" + nothing);
+                  "was whole (" + marker +
+                  "); give that backup to go on, or start over: " + startOver + nothing);
   }
 
   TalDB::CTalDatabase resumed;
@@ -741,7 +742,7 @@ int cmdRestore(Context& ctx) {
       ctx.require(resumed.repair(), "restore: repair what the restore before left half written");
       db = &resumed;
     }
-    restorer.reset(new Restorer(ctx, *db, root, counts.records, rerun));
+    restorer.reset(new Restorer(ctx, *db, root, counts.records, goOn));
     reader.read(
         input->rewind(), false,
         [&](const std::string& name, const std::string& schema) { restorer->table(name, schema); },
@@ -749,12 +750,10 @@ int cmdRestore(Context& ctx) {
     restorer->finish();
   } catch (const Failure& failure) {
     std::string what = failure.what();
-    if (restorer && what.find("; to go on, run the same command again") == std::string::npos)
-      what = restorer->stopped(what.substr(std::strlen("restore: ")));
+    if (restorer && what.find(goOn) == std::string::npos)
+      what = restorer->stopped(what.compare(0, 9, "restore: ") == 0 ? what.substr(9) : what);
     else if (!restorer)
-      what += "; to go on, run the same command again (" + rerun +
-              "); to start over instead: " + "taldb --root " + shellWord(root) +
-              " drop --yes, then restore";
+      what += goOn;
     throw Failure(what);
   }
   // Whole: the marker goes, and its removal is flushed with the directory.
