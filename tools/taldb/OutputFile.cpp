@@ -95,7 +95,9 @@ OutputFile::~OutputFile() {
 void OutputFile::write(const std::string& text) {
   checkStopped();
   if (stream_ != nullptr) {
-    *stream_ << text;
+    // Said when it happens, while errno still tells why.
+    errno = 0;
+    if (!(*stream_ << text)) fail("standard output", errno);
     return;
   }
   buffer_ += text;
