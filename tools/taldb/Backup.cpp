@@ -166,9 +166,9 @@ class NameSet {
     return at;
   }
   void grow() {
-    std::vector<uint32_t> old(std::max<size_t>(slots_.size() * 2, 1024), 0);
-    old.swap(slots_);
-    for (uint32_t key : old)
+    std::vector<uint32_t> previous(std::max<size_t>(slots_.size() * 2, 1024), 0);
+    previous.swap(slots_);  // slots_ now the larger table, empty
+    for (uint32_t key : previous)
       if (key != 0) slots_[find(key)] = key;
   }
 
