@@ -1,10 +1,13 @@
 // Copies of a database are whole or fail: dump in every format and backup name what they leave
 // out and exit with 1; backup and restore carry every byte a record file can hold; no copy, check
 // or lookup reads through a symbolic link.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <map>
+#include <thread>
 
 #include "Cli.h"
 #include "ToolFixture.h"
@@ -122,6 +125,112 @@ TEST_F(BackupTest, RestoreChecksTheWholeFileBeforeWritingAnything) {
     EXPECT_NE(got.err.find("; nothing was written\n"), std::string::npos) << got.err;
     EXPECT_FALSE(exists("copy")) << c[1];
   }
+}
+
+// A backup replaces only a regular file, whole or not at all; a FIFO or a character device is
+// written in place and a symbolic link stays one. Nothing is left under a temporary name, and no
+// success line stands beside a failure.
+TEST_F(BackupTest, OutputFilesAreReplacedOnlyWhenRegularAndWrittenInPlaceOtherwise) {
+  createDatabase();
+  std::string text = run({"backup", "-"}).out;
+  writeFile("old.txt", "old");
+  chmod(at("old.txt").c_str(), 0640);
+  writeFile("target.txt", "old");
+  ASSERT_EQ(symlink("target.txt", at("link").c_str()), 0);
+  // Devices only through links here: a fault must never replace the machine's own.
+  ASSERT_EQ(symlink("/dev/null", at("null").c_str()), 0);
+  ASSERT_EQ(symlink("/dev/full", at("full").c_str()), 0);
+  ASSERT_EQ(symlink("nowhere", at("dangling").c_str()), 0);
+  ASSERT_EQ(mkfifo(at("fifo").c_str(), 0600), 0);
+  makeDir("dir");
+  // The file, the status, what the output or the error says, where the backup then is (or "")
+  // and what the name must still be.
+  struct Case {
+    std::string file;
+    int status;
+    std::string says, holder;
+    mode_t kind;
+  };
+  for (const Case& c : std::vector<Case>{
+           {at("new.txt"), 0, "backed up 2 tables, 2 records to", "new.txt", S_IFREG},
+           {at("old.txt"), 0, "backed up", "old.txt", S_IFREG},
+           {at("link"), 0, "backed up", "target.txt", S_IFLNK},
+           {at("null"), 0, "backed up", "", S_IFLNK},
+           {at("fifo"), 0, "backed up", "", S_IFIFO},
+           {at("dangling"), 1, "is a symbolic link to nowhere, which does not exist", "", S_IFLNK},
+           {at("dir"), 1, "is a directory; backup writes a regular file, a FIFO", "", S_IFDIR},
+           {at("full"), 1, "full: No space left on device; what it received", "", S_IFLNK}}) {
+    std::string fromFifo;
+    std::thread reader;
+    if (c.kind == S_IFIFO) reader = std::thread([&] { fromFifo = readFile("fifo"); });
+    Result got = expectRows({{{"backup", c.file}, c.status, c.says}});
+    if (reader.joinable()) reader.join();
+    EXPECT_EQ(got.out.empty(), c.status != 0) << c.file;
+    EXPECT_EQ(c.holder.empty() ? text : readFile(c.holder), text) << c.file;
+    EXPECT_EQ(fromFifo, c.kind == S_IFIFO ? text : "") << c.file;
+    struct stat st;
+    EXPECT_TRUE(lstat(c.file.c_str(), &st) == 0 && (st.st_mode & S_IFMT) == c.kind) << c.file;
+    EXPECT_EQ(list("").size(), 11u) << c.file;  // nothing left beside, nothing new but new.txt
+  }
+  struct stat st;
+  EXPECT_TRUE(stat(at("old.txt").c_str(), &st) == 0 && (st.st_mode & 0777) == 0640);
+  // Standard output that cannot be written fails without the success line.
+  std::ostream unwritable(nullptr);
+  std::ostringstream err;
+  EXPECT_EQ(taldb_cli::RunTool({"--root", db_, "backup", "-"}, unwritable, err), 1);
+  EXPECT_EQ(err.str().find("taldb: backup: cannot write standard output; what it received"), 0u);
+}
+
+// restore reads a pipe or a FIFO once; one that stops part way leaves a root that the same
+// restore goes on with, to the same database as a restore that never stopped.
+TEST_F(BackupTest, RestoreReadsAPipeOrAFifoOnceAndGoesOnAfterAStop) {
+  createDatabase();
+  std::string rows = "name,port\n";
+  for (int i = 1; i <= 4500; ++i) rows += "n" + std::to_string(i) + "," + std::to_string(i) + "\n";
+  writeFile("rows.csv", rows);
+  expectRows({{{"-q", "import", "hosts", at("rows.csv")}, 0, ""},
+              {{"put", "notes", "5", "a, comma"}, 0, "wrote"},
+              {{"backup", at("b.txt")}, 0, "4503 records"}});
+  std::string text = readFile("b.txt");
+  ASSERT_EQ(mkfifo(at("fifo").c_str(), 0600), 0);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  for (const std::string& input : {at("fifo"), "/dev/fd/" + std::to_string(ends[0])}) {
+    std::thread writer([&] {
+      if (input == at("fifo")) {
+        std::ofstream(at("fifo"), std::ios::binary) << text;
+      } else {
+        EXPECT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        close(ends[1]);
+      }
+    });
+    expectRows({{{"--root", at("copy"), "restore", input}, 0, "4503 records under", true}});
+    writer.join();
+    EXPECT_EQ(files("copy"), files("db")) << input;
+    expectRows({{{"--root", at("copy"), "drop", "--yes"}, 0, "dropped", true}});
+  }
+  close(ends[0]);
+
+  // The 2,100th record's rename fails: a stop part way, with a temporary file left.
+  fault::failCall(fault::kRename, EIO, 2100, "hosts/");
+  Result stopped = expectRows({{{"--root", at("copy"), "restore", at("b.txt")},
+                                1,
+                                " of 4,503 records written under ",
+                                true}});
+  EXPECT_NE(stopped.err.find("; to go on, run the same command again (taldb --root " + at("copy") +
+                             " restore " + at("b.txt") + "); to start over instead: taldb --root " +
+                             at("copy") + " drop --yes, then restore\n"),
+            std::string::npos)
+      << stopped.err;
+  // Another backup does not go on with it; the same one does, through any input.
+  writeFile("other.txt", "taldb-backup 1\nend tables=0 records=0 left-out=0\n");
+  expectRows({{{"--root", at("copy"), "restore", at("other.txt")},
+               1,
+               "holds a restore of another backup, stopped before it was whole",
+               true},
+              {{"--root", at("copy"), "restore", "-"}, 0, "going on from an earlier run: ", true}},
+             text);
+  EXPECT_EQ(files("copy"), files("db"));
 }
 
 // Every format of dump, and backup, write what they can, name each entry they leave out and why,

@@ -164,14 +164,23 @@ const Command kCommands[] = {
      "carry are named as for 'dump'; then the backup fails with status 1 and FILE is not\n"
      "written. With --allow-partial it is written all the same, its last line saying how\n"
      "many entries it left out, and 'restore' takes it only with --allow-partial too.\n"
-     "FILE is written whole and flushed under a temporary name, then renamed into place.\n",
+     "A regular FILE (or the file a symbolic link leads to, the link staying) is written\n"
+     "whole and flushed under a temporary name, then renamed into place; a FIFO or a\n"
+     "character device is written in place, never replaced; anything else is refused.\n"
+     "Ctrl-C leaves no partial file; the summary comes only once FILE is written.\n",
      1, 1, kOptRoot | kOptPartial, cmdBackup},
     {"restore", "FILE|- [--allow-partial]", "make the database of a backup file under a new root",
-     "The root (--root, --config or TALDB_ROOT) must not hold a database yet. The whole file\n"
+     "The root (--root, --config or TALDB_ROOT) must not hold a database yet, unless a\n"
+     "restore of the same backup stopped there (see below). The whole file\n"
      "is read and checked first (its header, every line, every value, the counts on its\n"
      "last line), and a problem is named with its line before anything is written. Then\n"
      "the tables are made and the records written, every value as the backup holds it.\n"
-     "A backup that says it left entries out is restored only with --allow-partial.\n",
+     "A backup that says it left entries out is restored only with --allow-partial.\n"
+     "FILE may be '-', a pipe, a process substitution or a FIFO: it is read once, kept in\n"
+     "a temporary file. On a terminal a progress line shows on standard error (not with\n"
+     "-q). A restore that fails or is interrupted says how far it got; while it writes,\n"
+     "the file taldb-restore-under-way in the root names the backup, and the same restore\n"
+     "run again goes on where it stopped. 'taldb drop --yes' starts over instead.\n",
      1, 1, kOptRoot | kOptPartial, cmdRestore},
     {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
      "Creates a database from the example description file in a new temporary directory\n"
