@@ -1,6 +1,7 @@
 // What the tool checks against a table's schema before the store is called,
 // and how it reads a table directory entry by entry, so that what it prints
 // and counts is what the store can read back whole.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <cstdlib>
 
 #include "Cli.h"
 #include "database/SectionList.h"
@@ -253,32 +255,112 @@ std::string recordProblem(CTable& table, const std::string& name, bool whole) {
   return "";
 }
 
-Listing readRecords(Context& ctx, CTable& table, const char* condition, bool whole) {
+bool recordNameLess(const std::string& a, const std::string& b) {
+  auto numeric = [](const std::string& s) {
+    size_t start = !s.empty() && s[0] == '-' ? 1 : 0;
+    return s.size() > start && s.size() < 19 &&
+           s.find_first_not_of("0123456789", start) == std::string::npos;
+  };
+  bool na = numeric(a), nb = numeric(b);
+  if (na && nb) return std::stoll(a) < std::stoll(b);
+  if (na != nb) return na;
+  return a < b;
+}
+
+bool EntryNames::read(const std::string& path) {
+  ids_.clear();
+  others_.clear();
+  // Opened as readDirectory opens it, so that what failed is one call whose
+  // errno the caller can report.
+  int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  DIR* dir = fd >= 0 ? fdopendir(fd) : nullptr;
+  if (dir == nullptr) {
+    int error = errno;
+    if (fd >= 0) close(fd);
+    errno = error;
+    return false;
+  }
+  while (const struct dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    if (TalDB::IsDotEntry(name)) continue;
+    if (isRecordId(name))
+      ids_.push_back(static_cast<uint32_t>(std::strtoul(name, nullptr, 10)));
+    else
+      others_.push_back(name);
+  }
+  closedir(dir);
+  std::sort(ids_.begin(), ids_.end());
+  // Equal names in record order ("7", "07") keep the order of their text.
+  std::sort(others_.begin(), others_.end());
+  std::stable_sort(others_.begin(), others_.end(), recordNameLess);
+  return true;
+}
+
+bool EntryNames::contains(const std::string& name) const {
+  if (isRecordId(name))
+    return std::binary_search(ids_.begin(), ids_.end(), std::strtoul(name.c_str(), nullptr, 10));
+  auto at = std::lower_bound(others_.begin(), others_.end(), name, recordNameLess);
+  for (; at != others_.end() && !recordNameLess(name, *at); ++at)
+    if (*at == name) return true;
+  return false;
+}
+
+void EntryNames::forEach(const std::function<bool(const std::string&)>& use) const {
+  std::string id;
+  size_t i = 0, j = 0;
+  while (i < ids_.size() || j < others_.size()) {
+    if (i < ids_.size()) id = std::to_string(ids_[i]);
+    if (j < others_.size() && (i == ids_.size() || recordNameLess(others_[j], id))) {
+      if (!use(others_[j++])) return;
+    } else {
+      ++i;
+      if (!use(id)) return;
+    }
+  }
+}
+
+bool walkRecords(Context& ctx, CTable& table, const char* condition, bool whole,
+                 const std::function<void(const std::string&)>& skipped,
+                 const std::function<bool()>& use) {
   // A listing is taken between writes, so that a record being rewritten is
   // neither missed nor reported as unreadable.
   SettledTable settled(table);
-  std::vector<std::string> names;
-  if (!readDirectory(table.path(), names)) {
+  EntryNames names;
+  if (!names.read(table.path())) return false;
+  names.forEach([&](const std::string& name) {
+    std::string problem = recordProblem(table, name, whole);
+    if (!problem.empty()) {
+      skipped(std::string(table.name()) + "/" + name + ": " + problem);
+      return true;
+    }
+    return (condition != nullptr && !table.MatchColumn(condition)) || use();
+  });
+  ctx.log().clear();
+  return true;
+}
+
+size_t listRecords(Context& ctx, CTable& table, const char* condition,
+                   const std::function<bool()>& use, bool named) {
+  size_t count = 0;
+  auto skipped = [&](const std::string& line) {
+    ++count;
+    if (named) ctx.err() << "taldb: skipped " << line << "\n";
+  };
+  if (!walkRecords(ctx, table, condition, false, skipped, use)) {
     throw Failure(std::string("list ") + table.name() +
                   ": failed (status 7): cannot open the table directory " + table.path() + ": " +
                   std::strerror(errno));
   }
-  Listing listing;
-  listing.rows.header = columnNames(table);
-  for (const std::string& name : names) {
-    std::string problem = recordProblem(table, name, whole);
-    if (!problem.empty())
-      listing.skipped.push_back(std::string(table.name()) + "/" + name + ": " + problem);
-    else if (condition == nullptr || table.MatchColumn(condition))
-      listing.rows.rows.push_back(currentValues(table));
-  }
-  ctx.log().clear();
-  return listing;
+  return count;
 }
 
 void LeftOut::add(const std::vector<std::string>& entries) {
-  for (const std::string& entry : entries) ctx_.err() << "taldb: skipped " << entry << "\n";
-  count_ += entries.size();
+  for (const std::string& entry : entries) add(entry);
+}
+
+void LeftOut::add(const std::string& entry) {
+  ctx_.err() << "taldb: skipped " << entry << "\n";
+  ++count_;
 }
 
 void LeftOut::finish(const std::string& command, const std::string& what) {
@@ -309,17 +391,13 @@ std::vector<CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named) {
   return tables;
 }
 
-Rows copiedRows(Context& ctx, CTable& table, LeftOut& leftOut) {
-  try {
-    return recordRows(ctx, table, nullptr, &leftOut);
-  } catch (const Failure&) {
-    leftOut.add({std::string(table.name()) + ": the table directory " + table.path() +
-                 " cannot be read, so the whole table is left out"});
-    Rows rows;
-    rows.header = columnNames(table);
-    rows.kinds = columnKinds(table);
-    return rows;
-  }
+bool copyRecords(Context& ctx, CTable& table, LeftOut& leftOut,
+                 const std::function<bool()>& use) {
+  auto skipped = [&](const std::string& line) { leftOut.add(line); };
+  if (walkRecords(ctx, table, nullptr, true, skipped, use)) return true;
+  leftOut.add(std::string(table.name()) + ": the table directory " + table.path() +
+              " cannot be read, so the whole table is left out");
+  return false;
 }
 
 }  // namespace taldb_cli
