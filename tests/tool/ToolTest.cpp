@@ -1,10 +1,12 @@
 // The taldb tool run in-process through RunTool, as main() runs it: rows of a command line, the
 // exit status it must give and a text its output must hold; then the files it left on disk.
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -615,6 +617,52 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
   Result dump = run({"dump", "hosts", "--format", "csv"});
   expectRows({{{"import", "copy", "-", "--put"}, 0, "imported 5 records into copy"}}, dump.out);
   EXPECT_EQ(run({"dump", "copy", "--format", "csv"}).out, dump.out);
+}
+
+// Every command reads a table record by record: its peak memory does not grow with the table. Each
+// runs in a child process of its own, whose peak resident size wait4 reports, first on a table of
+// two records, then on one of many (what a whole table held in memory grows by 4 MB or more).
+TEST_F(ToolTest, EveryCommandRunsInMemoryThatDoesNotGrowWithTheTable) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  // The sanitizers keep freed memory and shadow every byte, so what they use grows with the work
+  // done: the commands run on a smaller table, unmeasured.
+  const int records = 2000;
+  const bool measured = false;
+#else
+  const int records = 30000;
+  const bool measured = true;
+#endif
+  createDatabase();
+  auto peak = [this](const Names& command) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      std::ofstream sink("/dev/null");
+      Names args{"--root", db_};
+      args.insert(args.end(), command.begin(), command.end());
+      _exit(taldb_cli::RunTool(args, sink, sink));
+    }
+    int status = -1;
+    struct rusage usage {};
+    EXPECT_EQ(wait4(pid, &status, 0, &usage), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << ::testing::PrintToString(command);
+    return usage.ru_maxrss;  // in kilobytes
+  };
+  const std::vector<Names> commands{
+      {"count", "hosts"}, {"tables"}, {"list", "hosts"}, {"list", "hosts", "port=7"},
+      {"get", "hosts", "2"}, {"dump"}, {"dump", "hosts", "--format", "csv"},
+      {"dump", "--format", "json"}, {"dump", "--format", "ini"}, {"dump", "--format", "sql"},
+      {"backup", at("copy.tdb")}, {"check"}, {"repair"}, {"clear", "hosts"}};
+  std::vector<long> small;
+  for (const Names& command : commands) small.push_back(peak(command));
+  for (int i = 1; i <= records; ++i)
+    writeFile(data("hosts/" + std::to_string(i)), "host" + std::to_string(i) + ".example|80|");
+  for (size_t i = 0; i < commands.size(); ++i) {
+    long grown = peak(commands[i]) - small[i];
+    if (measured) {
+      EXPECT_LT(grown, 1024) << ::testing::PrintToString(commands[i]);
+    }
+  }
+  EXPECT_TRUE(list(data("hosts")).empty());
 }
 
 }  // namespace

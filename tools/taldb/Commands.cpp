@@ -103,6 +103,13 @@ void checkDescriptionTables(Context& ctx, const std::string& file) {
   checkDescriptionRecords(file);
 }
 
+// "; cannot write DIR: reason" when this user may not make or remove entries
+// in the directory, else "".
+std::string unwritable(const std::string& dir) {
+  if (access(dir.c_str(), W_OK | X_OK) == 0) return "";
+  return "; cannot write " + dir + ": " + std::strerror(errno);
+}
+
 }  // namespace
 
 std::string plural(size_t count, const char* one, const char* many) {
@@ -394,13 +401,17 @@ int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   FileIdentity before = fileIdentity(joinPath(table.path(), name));
-  ctx.require(table.deleteRecord(name.c_str()), action(ctx));
+  try {
+    ctx.require(table.deleteRecord(name.c_str()), action(ctx));
+  } catch (const Failure& failure) {
+    throw Failure(failure.what() + unwritable(table.path()));
+  }
   // The store does not say whether the file went. A file of that name now is
   // the same one only when nothing about it changed: an add in another
   // process may have taken the name again since, with a file of its own.
   if (before.exists && fileIdentity(joinPath(table.path(), name)) == before) {
     throw Failure(action(ctx) + ": the record file " + joinPath(table.path(), name) +
-                  " could not be removed and is still there");
+                  " could not be removed and is still there" + unwritable(table.path()));
   }
   ctx.note() << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
@@ -512,10 +523,19 @@ int cmdAddTable(Context& ctx) {
   // table for done.
   if (ctx.db().GetTable(name.c_str()) != nullptr)
     throw Failure(action(ctx) + ": the table " + quoted(name) + " exists already");
-  if (spec.bigint)
-    addTableWithBigint(ctx, name, spec);
-  else
-    ctx.require(ctx.db().AddTable(name.c_str(), spec.text.c_str()), action(ctx));
+  // The store does not say why it could not make the table's files; a
+  // directory that this user may not write is the usual reason.
+  std::string why;
+  for (const char* dir : {TalDB::kSchemaDir, TalDB::kDataDir})
+    if (why.empty()) why = unwritable(joinPath(ctx.db().path(), dir));
+  try {
+    if (spec.bigint)
+      addTableWithBigint(ctx, name, spec);
+    else
+      ctx.require(ctx.db().AddTable(name.c_str(), spec.text.c_str()), action(ctx));
+  } catch (const Failure& failure) {
+    throw Failure(failure.what() + why);
+  }
   ctx.note() << "added table " << name << " with "
              << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
              << "\n";
