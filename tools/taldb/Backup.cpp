@@ -573,10 +573,8 @@ int cmdBackup(Context& ctx) {
     sink.write("table " + encodeField(table->name()) + " " + encodeField(schema) + "\n");
     // Each record goes to the file as it is read, so that memory does not grow
     // with the table.
-    std::vector<std::string> values;
     std::string line;
-    copyRecords(ctx, *table, leftOut, [&] {
-      currentValues(*table, values);
+    copyRecords(ctx, *table, leftOut, [&](const std::vector<std::string>& values) {
       line = "record";
       for (const std::string& value : values) line += " " + encodeField(value);
       sink.write(line + "\n");

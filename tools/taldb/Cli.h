@@ -447,22 +447,31 @@ class EntryNames {
 // names as text, so that listings come out in id order.
 bool recordNameLess(const std::string& a, const std::string& b);
 
-// Walks a table's records in record order, the directory held settled (see
-// SettledTable) from the listing of its names to the last record, so that a
-// copy is the table of one moment. For each entry that is not a readable
+// What a walk over records does with one: its values, the first column's
+// first; false ends the walk (its output cannot be written).
+using RecordUse = std::function<bool(const std::vector<std::string>& values)>;
+// Walks a table's records in record order. Its names are listed, then its
+// records read a block at a time, each block with the directory held settled
+// (see SettledTable) and given out after it is released, so that a writer
+// waits for the reading of one block at most, never for the output. A record
+// deleted meanwhile is passed over. For each entry that is not a readable
 // record, skipped("TABLE/NAME: why"); with whole, a record that a copy would
 // not hold whole is such an entry too. For each readable record that matches
-// condition (null for all), with the table's columns holding its values,
-// use(), which returns false to end the walk (its output cannot be written).
-// False, with errno, when the directory cannot be opened.
+// condition (null for all), use. False, with errno, when the directory cannot
+// be opened.
 bool walkRecords(Context& ctx, TalDB::CTable& table, const char* condition, bool whole,
-                 const std::function<void(const std::string&)>& skipped,
-                 const std::function<bool()>& use);
-// The walk of a listing or a count: each entry that is not a readable record
-// is named on the error stream when named, and counted; a Failure when the
-// directory cannot be opened. Returns the number of such entries.
+                 const std::function<void(const std::string&)>& skipped, const RecordUse& use);
+// The record files of a table, counted by name and kind as the store's
+// records() counts them, without reading them: each entry that is no record
+// file (a marked or .tmp name, a directory, a link, a FIFO or device) is not
+// counted, and named on the error stream when named; other receives their
+// number. A Failure when the directory cannot be opened.
+size_t countRecordFiles(Context& ctx, TalDB::CTable& table, bool named, size_t* other = nullptr);
+// The walk of a listing: each entry that is not a readable record is named
+// on the error stream when named, and counted; a Failure when the directory
+// cannot be opened. Returns the number of such entries.
 size_t listRecords(Context& ctx, TalDB::CTable& table, const char* condition,
-                   const std::function<bool()>& use, bool named = true);
+                   const RecordUse& use, bool named = true);
 // Why the entry `name` of a table directory is not a readable record, or ""
 // when it is one; its values are then the table's current record. A name that
 // is a symbolic link is never followed: the tool may run as root over a
@@ -518,8 +527,7 @@ class LeftOut {
 std::vector<TalDB::CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named);
 // The walk of a dump or a backup: whole records, every other entry left out;
 // a table directory that cannot be read leaves the whole table out (false).
-bool copyRecords(Context& ctx, TalDB::CTable& table, LeftOut& leftOut,
-                 const std::function<bool()>& use);
+bool copyRecords(Context& ctx, TalDB::CTable& table, LeftOut& leftOut, const RecordUse& use);
 // Why a record file that the store failed to read with this status is not
 // readable: cannot be opened, empty, too few fields.
 std::string unreadableRecord(TalDB::CTable& table, const std::string& path, int status);

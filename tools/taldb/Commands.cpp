@@ -77,17 +77,10 @@ void refuseExtraFields(Context& ctx, const CTable& table, const std::string& nam
                 "see 'taldb check'");
 }
 
-// The records as a listing shows them, so that counts and listings agree;
-// skipped, when given, receives the number of entries that are not readable
-// records, which are then not named.
+// The record files of a table, counted as the store counts them; skipped,
+// when given, receives the number of other entries, which are then not named.
 size_t countRecords(Context& ctx, CTable& table, size_t* skipped = nullptr) {
-  size_t count = 0;
-  size_t other = listRecords(ctx, table, nullptr, [&] {
-    ++count;
-    return true;
-  }, skipped == nullptr);
-  if (skipped != nullptr) *skipped = other;
-  return count;
+  return countRecordFiles(ctx, table, skipped == nullptr, skipped);
 }
 
 // Checks the table names of a description file (every section after the
@@ -203,11 +196,11 @@ int cmdTables(Context& ctx) {
     try {
       size_t skipped = 0;
       count = std::to_string(countRecords(ctx, *table, &skipped));
-      // Counted as 'list' shows them; what it skips is said, not counted.
+      // What is no record file is said, not counted.
       if (skipped != 0) {
         ctx.err() << "taldb: " << table->name() << ": "
                   << plural(skipped, "entry is", "entries are")
-                  << " not a readable record and not counted; see 'taldb list " << table->name()
+                  << " not a record file and not counted; see 'taldb list " << table->name()
                   << "'\n";
       }
     } catch (const Failure& failure) {
@@ -244,13 +237,12 @@ int cmdList(Context& ctx) {
   // nothing for a column it does not have; a person is told instead.
   if (filtered) checkTerms(table, condition, "condition");
   RowWriter writer(ctx.out(), ctx.style(), columnNames(table), columnKinds(table));
-  std::vector<std::string> values;
-  listRecords(ctx, table, filtered ? condition.c_str() : nullptr, [&] {
-    currentValues(table, values);
-    writer.row(values);
+  listRecords(ctx, table, filtered ? condition.c_str() : nullptr,
+              [&](const std::vector<std::string>& values) {
+                writer.row(values);
     // A reader that has gone ("| head") ends the walk.
-    return static_cast<bool>(ctx.out());
-  });
+                return static_cast<bool>(ctx.out());
+              });
   writer.end();
   return kExitOk;
 }
@@ -704,13 +696,11 @@ int cmdDump(Context& ctx) {
   bool named = !ctx.args().empty();
   Style style = ctx.style();
   std::vector<CTable*> tables = copiedTables(ctx, leftOut, named);
-  std::vector<std::string> values;
   for (size_t i = 0; i < tables.size(); ++i) {
     CTable& table = *tables[i];
     if (!named) beginNamedSet(ctx.out(), style, i, table.name());
     RowWriter writer(ctx.out(), style, columnNames(table), columnKinds(table), !named);
-    copyRecords(ctx, table, leftOut, [&] {
-      currentValues(table, values);
+    copyRecords(ctx, table, leftOut, [&](const std::vector<std::string>& values) {
       writer.row(values);
       return static_cast<bool>(ctx.out());
     });

@@ -85,17 +85,17 @@ std::string schemaLine(const CTable& table) {
 // is written; what is no readable record is left for the written pass to
 // report.
 void checkIniFile(Context& ctx, const std::vector<CTable*>& tables) {
-  std::vector<std::string> header, values;
+  std::vector<std::string> header;
   for (CTable* table : tables) {
     if (!readsBackWhole(table->name()))
       throw Failure("dump: table " + quoted(table->name()) + ": a description file cannot name it");
     schemaLine(*table);
     header = columnNames(*table);
-    walkRecords(ctx, *table, nullptr, true, [](const std::string&) {}, [&] {
-      currentValues(*table, values);
+    auto check = [&](const std::vector<std::string>& values) {
       seedRecord(*table, header, values);
       return true;
-    });
+    };
+    walkRecords(ctx, *table, nullptr, true, [](const std::string&) {}, check);
   }
 }
 
@@ -110,14 +110,13 @@ void writeIniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
   out << "[" << first
       << "]\n; Written by 'taldb dump --format ini'. 'taldb --root DIR create FILE'"
          " makes the same tables and records under DIR.\n";
-  std::vector<std::string> header, values;
+  std::vector<std::string> header;
   for (CTable* table : tables) {
     out << "\n[" << table->name() << "]\nschema = " << schemaLine(*table) << "\n";
     header = columnNames(*table);
     size_t n = 0;
     try {
-      copyRecords(ctx, *table, leftOut, [&] {
-        currentValues(*table, values);
+      copyRecords(ctx, *table, leftOut, [&](const std::vector<std::string>& values) {
         out << "rec_" << ++n << " = " << seedRecord(*table, header, values) << "\n";
         return static_cast<bool>(out);
       });
@@ -196,14 +195,13 @@ void writeSqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
   std::ostream& out = ctx.out();
   out << "BEGIN;\n";
   size_t refusedValues = 0, refusedRecords = 0;
-  std::vector<std::string> header, values;
+  std::vector<std::string> header;
   for (CTable* table : tables) {
     out << createTable(*table);
     header = columnNames(*table);
     std::vector<Kind> kinds = columnKinds(*table);
     std::string insert = "INSERT INTO " + sqlName(table->name()) + " VALUES (", line;
-    copyRecords(ctx, *table, leftOut, [&] {
-      currentValues(*table, values);
+    copyRecords(ctx, *table, leftOut, [&](const std::vector<std::string>& values) {
       line = insert;
       size_t refused = 0;
       for (size_t i = 0; i < values.size(); ++i) {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <cstdlib>
 
 #include "Cli.h"
@@ -216,22 +217,32 @@ int setRecord(CTable& table, const std::string& name, std::string line) {
   return 0;
 }
 
-}  // namespace
-
-std::string recordProblem(CTable& table, const std::string& name, bool whole) {
+// Why an entry is never a record by its name alone, or "".
+std::string nameProblem(const std::string& name) {
   if (TalDB::IsMarkedName(name.c_str()))
     return "a marked name, never a record; 'taldb recover' removes it";
   if (TalDB::IsTempName(name.c_str()))
     return "the temporary file of an interrupted write, never a record; 'taldb check' says "
            "what to do with it";
+  return "";
+}
+
+// Why an entry of that kind ("a directory") is no record.
+std::string kindProblem(const std::string& kind) {
+  return kind + " where only record files belong" +
+         (kind == entryKind(S_IFLNK) ? "; it is never followed" : "");
+}
+
+}  // namespace
+
+std::string recordProblem(CTable& table, const std::string& name, bool whole) {
+  std::string problem = nameProblem(name);
+  if (!problem.empty()) return problem;
   std::string path = joinPath(table.path(), name);
   std::string line, kind;
   bool beyond = false;
-  if (!readFileLine(path, line, kind, whole ? &beyond : nullptr)) {
-    if (kind.empty()) return unreadableRecord(table, path, 8);
-    return kind + " where only record files belong" +
-           (kind == entryKind(S_IFLNK) ? "; it is never followed" : "");
-  }
+  if (!readFileLine(path, line, kind, whole ? &beyond : nullptr))
+    return kind.empty() ? unreadableRecord(table, path, 8) : kindProblem(kind);
   int status = setRecord(table, name, line);
   if (status != 0) return unreadableRecord(table, path, status);
   if (!whole) return "";
@@ -319,38 +330,136 @@ void EntryNames::forEach(const std::function<bool(const std::string&)>& use) con
   }
 }
 
+namespace {
+
+// Records read under one hold of the table's lock, then given out with the
+// lock released, so that writers never wait for a slow reader of the output
+// ("| less"), only for the reading of one block.
+constexpr size_t kBlockRecords = 256;
+
+// A readable record's values, or an entry that is not one.
+struct Entry {
+  bool skipped = false;
+  std::string line;
+  std::vector<std::string> values;
+};
+
+}  // namespace
+
 bool walkRecords(Context& ctx, CTable& table, const char* condition, bool whole,
-                 const std::function<void(const std::string&)>& skipped,
-                 const std::function<bool()>& use) {
-  // A listing is taken between writes, so that a record being rewritten is
-  // neither missed nor reported as unreadable.
-  SettledTable settled(table);
+                 const std::function<void(const std::string&)>& skipped, const RecordUse& use) {
   EntryNames names;
-  if (!names.read(table.path())) return false;
-  names.forEach([&](const std::string& name) {
-    std::string problem = recordProblem(table, name, whole);
-    if (!problem.empty()) {
-      skipped(std::string(table.name()) + "/" + name + ": " + problem);
-      return true;
+  {
+    // Listed between writes, so that a record being rewritten is not missed.
+    SettledTable settled(table);
+    if (!names.read(table.path())) return false;
+  }
+  std::vector<Entry> block(kBlockRecords);
+  size_t held = 0;
+  bool going = true;
+  auto giveOut = [&] {
+    for (size_t i = 0; i < held && going; ++i) {
+      if (block[i].skipped)
+        skipped(block[i].line);
+      else
+        going = use(block[i].values);
     }
-    return (condition != nullptr && !table.MatchColumn(condition)) || use();
+    held = 0;
+  };
+  std::unique_ptr<SettledTable> settled;
+  names.forEach([&](const std::string& name) {
+    // Each record is read between writes, neither missed while it is being
+    // rewritten nor reported as unreadable.
+    if (!settled) settled.reset(new SettledTable(table));
+    std::string problem = recordProblem(table, name, whole);
+    Entry& entry = block[held];
+    if (!problem.empty()) {
+      // Deleted since the names were listed: no longer part of the table.
+      if (!pathExists(joinPath(table.path(), name))) return true;
+      entry.skipped = true;
+      entry.line = std::string(table.name()) + "/" + name + ": " + problem;
+      ++held;
+    } else if (condition == nullptr || table.MatchColumn(condition)) {
+      entry.skipped = false;
+      currentValues(table, entry.values);
+      ++held;
+    }
+    if (held == block.size()) {
+      settled.reset();
+      giveOut();
+    }
+    return going;
   });
+  settled.reset();
+  giveOut();
   ctx.log().clear();
   return true;
 }
 
-size_t listRecords(Context& ctx, CTable& table, const char* condition,
-                   const std::function<bool()>& use, bool named) {
+namespace {
+
+Failure unreadableDirectory(const CTable& table) {
+  return Failure(std::string("list ") + table.name() +
+                 ": failed (status 7): cannot open the table directory " + table.path() + ": " +
+                 std::strerror(errno));
+}
+
+}  // namespace
+
+size_t countRecordFiles(Context& ctx, CTable& table, bool named, size_t* other) {
+  SettledTable settled(table);
+  int fd = open(table.path(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  DIR* dir = fd >= 0 ? fdopendir(fd) : nullptr;
+  if (dir == nullptr) {
+    Failure failure = unreadableDirectory(table);
+    if (fd >= 0) close(fd);
+    throw failure;
+  }
+  size_t count = 0;
+  std::vector<std::pair<std::string, std::string>> skipped;
+  while (const struct dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    if (TalDB::IsDotEntry(name)) continue;
+    std::string problem = nameProblem(name);
+    if (problem.empty()) {
+      // The kind readdir gives, looked at without following a link where
+      // the file system does not give it.
+      unsigned mode = entry->d_type == DT_REG   ? S_IFREG
+                      : entry->d_type == DT_DIR ? S_IFDIR
+                      : entry->d_type == DT_LNK ? S_IFLNK
+                                                : S_IFIFO;
+      struct stat info;
+      if (entry->d_type == DT_UNKNOWN) {
+        if (fstatat(dirfd(dir), name, &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        mode = info.st_mode;
+      }
+      if (S_ISREG(mode)) {
+        ++count;
+        continue;
+      }
+      problem = kindProblem(entryKind(mode));
+    }
+    skipped.emplace_back(name, problem);
+  }
+  closedir(dir);
+  ctx.log().clear();
+  std::sort(skipped.begin(), skipped.end(),
+            [](const auto& a, const auto& b) { return recordNameLess(a.first, b.first); });
+  for (const auto& entry : skipped) {
+    if (named) ctx.err() << "taldb: skipped " << table.name() << "/" << entry.first << ": " << entry.second << "\n";
+  }
+  if (other != nullptr) *other = skipped.size();
+  return count;
+}
+
+size_t listRecords(Context& ctx, CTable& table, const char* condition, const RecordUse& use,
+                   bool named) {
   size_t count = 0;
   auto skipped = [&](const std::string& line) {
     ++count;
     if (named) ctx.err() << "taldb: skipped " << line << "\n";
   };
-  if (!walkRecords(ctx, table, condition, false, skipped, use)) {
-    throw Failure(std::string("list ") + table.name() +
-                  ": failed (status 7): cannot open the table directory " + table.path() + ": " +
-                  std::strerror(errno));
-  }
+  if (!walkRecords(ctx, table, condition, false, skipped, use)) throw unreadableDirectory(table);
   return count;
 }
 
@@ -391,8 +500,7 @@ std::vector<CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named) {
   return tables;
 }
 
-bool copyRecords(Context& ctx, CTable& table, LeftOut& leftOut,
-                 const std::function<bool()>& use) {
+bool copyRecords(Context& ctx, CTable& table, LeftOut& leftOut, const RecordUse& use) {
   auto skipped = [&](const std::string& line) { leftOut.add(line); };
   if (walkRecords(ctx, table, nullptr, true, skipped, use)) return true;
   leftOut.add(std::string(table.name()) + ": the table directory " + table.path() +

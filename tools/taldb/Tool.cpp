@@ -37,8 +37,8 @@ const Command kCommands[] = {
      "fails later leaves a partial database and says how to remove it.\n",
      1, 1, kOptRoot | kOptCreate, cmdCreate},
     {"tables", "", "each table with its column count and record count",
-     "Records are counted as 'list' shows them; a table whose directory holds other\n"
-     "entries gets a line on standard error.\n",
+     "Record files are counted as 'count' counts them; a table whose directory holds\n"
+     "other entries gets a line on standard error.\n",
      0, 0, kOptRoot | kOptFormat, cmdTables},
     {"schema", "TABLE", "the columns of a table and their types",
      "The first column holds each record's name, which is its file name.\n", 1, 1,
@@ -54,7 +54,10 @@ const Command kCommands[] = {
      "JSON value.\n",
      2, 3, kOptRoot | kOptFormat, cmdGet},
     {"count", "TABLE", "the number of records of a table",
-     "Counted as 'list' shows them; the entries it skips are named on standard error.\n", 1, 1,
+     "Record files are counted by name and kind, without reading them; the entries that\n"
+     "are no record files are named on standard error. 'list' names the files that\n"
+     "cannot be read.\n",
+     1, 1,
      kOptRoot, cmdCount},
     {"add", "TABLE VALUES", "add a record under the next free id and print the id",
      "VALUES are the columns after the first, in schema order: one argument read as a line\n"
