@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "Cli.h"
 #include "table/RecordFormat.h"
@@ -85,6 +86,7 @@ class Inspector {
       if (!std::binary_search(schemas.begin(), schemas.end(), name))
         reportUnrepaired(joinPath(kDataDir, name), "table directory without a schema file");
     }
+    flush();
     return findings_;
   }
 
@@ -103,8 +105,12 @@ class Inspector {
   }
 
   void report(const std::string& where, const std::string& what) {
-    ctx_.out() << where << ": " << what << "\n";
+    pending_ += where + ": " + what + "\n";
     ++findings_;
+  }
+  void flush() {
+    ctx_.out() << pending_;
+    pending_.clear();
   }
   // A problem that repair leaves alone says so, so that nobody runs it in vain.
   void reportUnrepaired(const std::string& where, const std::string& what) {
@@ -149,18 +155,32 @@ class Inspector {
     inspectRecords(table, data);
   }
 
+  // A write under way is not a leftover: it is waited for. The entries are
+  // inspected a block at a time with the table held still, and the findings
+  // printed once it is released, so that a writer never waits for the reader
+  // of the output.
   void inspectRecords(TalDB::CTable& table, const std::string& data) {
-    // A write under way is not a leftover: it is waited for.
-    SettledTable settled(table);
     EntryNames names;
-    if (!names.read(at(data))) {
-      reportUnrepaired(data, std::string("table directory cannot be read (") + std::strerror(errno) +
-                                 "), so what it holds is not checked");
+    {
+      SettledTable settled(table);
+      if (!names.read(at(data))) {
+        reportUnrepaired(data, std::string("table directory cannot be read (") +
+                                   std::strerror(errno) + "), so what it holds is not checked");
+      }
     }
+    std::unique_ptr<SettledTable> settled;
+    size_t held = 0;
     names.forEach([&](const std::string& name) {
+      if (!settled) settled.reset(new SettledTable(table));
       inspectEntry(table, data, name);
+      if (++held % kBlockRecords == 0) {
+        settled.reset();
+        flush();
+      }
       return true;
     });
+    settled.reset();
+    flush();
     ctx_.log().clear();
   }
 
@@ -172,6 +192,8 @@ class Inspector {
       // system, and a FIFO would wait for a writer forever.
       struct stat entry;
       bool looked = lstat(at(where).c_str(), &entry) == 0;
+      // Deleted since the names were listed: no longer part of the table.
+      if (!looked && errno == ENOENT) return;
       if (looked && S_ISLNK(entry.st_mode)) return report(where, linkFinding(name));
       // A marked name is removed by its name alone.
       if (looked && !S_ISREG(entry.st_mode) && !S_ISDIR(entry.st_mode) &&
@@ -242,6 +264,7 @@ class Inspector {
   Context& ctx_;
   std::string root_;
   size_t findings_ = 0;
+  std::string pending_;  // findings not printed yet
 };
 
 }  // namespace

@@ -447,6 +447,10 @@ class EntryNames {
 // names as text, so that listings come out in id order.
 bool recordNameLess(const std::string& a, const std::string& b);
 
+// Records read under one hold of a table's lock, then given out with the
+// lock released, so that writers never wait for a slow reader of the output
+// ("| less"), only for the reading of one block.
+constexpr size_t kBlockRecords = 256;
 // What a walk over records does with one: its values, the first column's
 // first; false ends the walk (its output cannot be written).
 using RecordUse = std::function<bool(const std::vector<std::string>& values)>;

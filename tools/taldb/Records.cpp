@@ -332,11 +332,6 @@ void EntryNames::forEach(const std::function<bool(const std::string&)>& use) con
 
 namespace {
 
-// Records read under one hold of the table's lock, then given out with the
-// lock released, so that writers never wait for a slow reader of the output
-// ("| less"), only for the reading of one block.
-constexpr size_t kBlockRecords = 256;
-
 // A readable record's values, or an entry that is not one.
 struct Entry {
   bool skipped = false;
