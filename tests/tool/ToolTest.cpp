@@ -513,11 +513,12 @@ TEST_F(ToolTest, ExportsHoldOnlyWhatTheirReadersTake) {
   for (const char* partial : {"--format=sql", "--allow-partial"}) {
     Result got = run({"dump", "--format", "sql", partial});
     EXPECT_EQ(got.status, partial[2] == 'a' ? 0 : 1);
-    EXPECT_EQ(got.out, "BEGIN;\nCREATE TABLE \"hosts\" (\"id\" integer, \"name\" text, \"port\" "
-                       "integer, PRIMARY KEY (\"id\"));\nINSERT INTO \"hosts\" VALUES (2, 'db01', "
-                       "7);\nCREATE TABLE \"notes\" (\"id\" integer, \"text\" text, PRIMARY KEY "
-                       "(\"id\"));\n" +
-                           std::string(partial[2] == 'a' ? "COMMIT;\n" : "ROLLBACK;\n"));
+    EXPECT_EQ(got.out,
+              "BEGIN;\nCREATE TABLE \"hosts\" (\"id\" integer, \"name\" text, \"port\" "
+              "integer, PRIMARY KEY (\"id\"));\nINSERT INTO \"hosts\" VALUES (2, 'db01', "
+              "7);\nCREATE TABLE \"notes\" (\"id\" integer, \"text\" text, PRIMARY KEY "
+              "(\"id\"));\n" +
+                  std::string(partial[2] == 'a' ? "COMMIT;\n" : "ROLLBACK;\n"));
     for (const char* line :
          {"table hosts, record '1', column port: the value '08' (int) is not written",
           "table hosts, record 'x', column id: the value 'x' (int) is not a whole",
@@ -649,11 +650,20 @@ TEST_F(ToolTest, EveryCommandRunsInMemoryThatDoesNotGrowWithTheTable) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << ::testing::PrintToString(command);
     return usage.ru_maxrss;  // in kilobytes
   };
-  const std::vector<Names> commands{
-      {"count", "hosts"}, {"tables"}, {"list", "hosts"}, {"list", "hosts", "port=7"},
-      {"get", "hosts", "2"}, {"dump"}, {"dump", "hosts", "--format", "csv"},
-      {"dump", "--format", "json"}, {"dump", "--format", "ini"}, {"dump", "--format", "sql"},
-      {"backup", at("copy.tdb")}, {"check"}, {"repair"}, {"clear", "hosts"}};
+  const std::vector<Names> commands{{"count", "hosts"},
+                                    {"tables"},
+                                    {"list", "hosts"},
+                                    {"list", "hosts", "port=7"},
+                                    {"get", "hosts", "2"},
+                                    {"dump"},
+                                    {"dump", "hosts", "--format", "csv"},
+                                    {"dump", "--format", "json"},
+                                    {"dump", "--format", "ini"},
+                                    {"dump", "--format", "sql"},
+                                    {"backup", at("copy.tdb")},
+                                    {"check"},
+                                    {"repair"},
+                                    {"clear", "hosts"}};
   std::vector<long> small;
   for (const Names& command : commands) small.push_back(peak(command));
   for (int i = 1; i <= records; ++i)

@@ -79,7 +79,9 @@ class Inspector {
       // What an SQL dump would refuse of the names, known before any record.
       std::string problem = sqlNameProblem(schemas, i, "table");
       if (!problem.empty())
-        reportUnrepaired(joinPath(kSchemaDir, schemas[i]), "the table name " + quoted(shownText(schemas[i])) + " " + problem + sqlRefuses);
+        reportUnrepaired(
+            joinPath(kSchemaDir, schemas[i]),
+            "the table name " + quoted(shownText(schemas[i])) + " " + problem + sqlRefuses);
       inspectTable(schemas[i]);
     }
     for (const std::string& name : directories) {
@@ -144,7 +146,8 @@ class Inspector {
     for (size_t i = 0; i < columns.size(); ++i) {
       std::string problem = sqlNameProblem(columns, i, "column");
       if (!problem.empty())
-        reportUnrepaired(schema, "the column name " + quoted(shownText(columns[i])) + " " + problem + sqlRefuses);
+        reportUnrepaired(schema, "the column name " + quoted(shownText(columns[i])) + " " +
+                                     problem + sqlRefuses);
     }
     if (pathExists(at(data)) && !TalDB::IsDirectory(at(data).c_str()))
       return reportUnrepaired(schema, data + " is not a directory");
@@ -198,7 +201,8 @@ class Inspector {
       // A marked name is removed by its name alone.
       if (looked && !S_ISREG(entry.st_mode) && !S_ISDIR(entry.st_mode) &&
           !TalDB::IsMarkedName(name.c_str())) {
-        return reportUnrepaired(where, entryKind(entry.st_mode) + " where only record files belong");
+        return reportUnrepaired(where,
+                                entryKind(entry.st_mode) + " where only record files belong");
       }
       TalDB::RepairAction action =
           TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());

@@ -474,8 +474,8 @@ size_t countRecordFiles(Context& ctx, TalDB::CTable& table, bool named, size_t* 
 // The walk of a listing: each entry that is not a readable record is named
 // on the error stream when named, and counted; a Failure when the directory
 // cannot be opened. Returns the number of such entries.
-size_t listRecords(Context& ctx, TalDB::CTable& table, const char* condition,
-                   const RecordUse& use, bool named = true);
+size_t listRecords(Context& ctx, TalDB::CTable& table, const char* condition, const RecordUse& use,
+                   bool named = true);
 // Why the entry `name` of a table directory is not a readable record, or ""
 // when it is one; its values are then the table's current record. A name that
 // is a symbolic link is never followed: the tool may run as root over a

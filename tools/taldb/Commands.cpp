@@ -240,7 +240,7 @@ int cmdList(Context& ctx) {
   listRecords(ctx, table, filtered ? condition.c_str() : nullptr,
               [&](const std::vector<std::string>& values) {
                 writer.row(values);
-    // A reader that has gone ("| head") ends the walk.
+                // A reader that has gone ("| head") ends the walk.
                 return static_cast<bool>(ctx.out());
               });
   writer.end();
@@ -594,10 +594,10 @@ int cmdClear(Context& ctx) {
   });
   if (retried) lock.flush(table.path());
   if (kept != 0) {
-    throw Failure(action(ctx) + ": " + plural(removed, "record", "records") +
-                  " removed; could not remove " + plural(kept, "entry", "entries") + ":" + named +
-                  (kept > kNamedEntries ? " and " + std::to_string(kept - kNamedEntries) + " more"
-                                        : ""));
+    throw Failure(
+        action(ctx) + ": " + plural(removed, "record", "records") + " removed; could not remove " +
+        plural(kept, "entry", "entries") + ":" + named +
+        (kept > kNamedEntries ? " and " + std::to_string(kept - kNamedEntries) + " more" : ""));
   }
   ctx.note() << "cleared table " << table.name() << ": " << plural(removed, "record", "records")
              << " removed\n";

@@ -95,7 +95,8 @@ void checkIniFile(Context& ctx, const std::vector<CTable*>& tables) {
       seedRecord(*table, header, values);
       return true;
     };
-    walkRecords(ctx, *table, nullptr, true, [](const std::string&) {}, check);
+    walkRecords(
+        ctx, *table, nullptr, true, [](const std::string&) {}, check);
   }
 }
 
@@ -124,9 +125,9 @@ void writeIniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
       // A record changed between the check and the copy: what was written
       // ends with a section whose name create refuses before it makes anything.
       out << "\n[dump/failed: this file is not whole]\n";
-      throw Failure(failure.what() + std::string(
-                                         "; the file written so far ends with a section that "
-                                         "'taldb create' refuses"));
+      throw Failure(failure.what() +
+                    std::string("; the file written so far ends with a section that "
+                                "'taldb create' refuses"));
     }
   }
 }
@@ -182,7 +183,8 @@ void writeSqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
   for (const CTable* table : tables) names.push_back(table->name());
   for (size_t i = 0; i < tables.size(); ++i) {
     std::string problem = sqlNameProblem(names, i, "table");
-    if (!problem.empty()) throw Failure("dump: the table name " + quoted(shownText(names[i])) + " " + problem);
+    if (!problem.empty())
+      throw Failure("dump: the table name " + quoted(shownText(names[i])) + " " + problem);
     std::vector<std::string> columns = columnNames(*tables[i]);
     for (size_t c = 0; c < columns.size() && problem.empty(); ++c) {
       problem = sqlNameProblem(columns, c, "column");
@@ -209,8 +211,8 @@ void writeSqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
         if (!problem.empty() && ++refused && ++refusedValues <= kNamedEntries) {
           ctx.err() << "taldb: dump: table " << table->name() << ", record "
                     << quoted(shownText(values[0])) << ", column " << header[i] << ": the value "
-                    << quoted(shownText(values[i])) << " (" << kindWord(kinds[i]) << ") "
-                    << problem << "; SQL cannot hold it as it is\n";
+                    << quoted(shownText(values[i])) << " (" << kindWord(kinds[i]) << ") " << problem
+                    << "; SQL cannot hold it as it is\n";
         }
         if (!problem.empty() || refused) continue;
         line += i ? ", " : "";
@@ -233,13 +235,15 @@ void writeSqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
   bool allowed = ctx.options().allowPartial;
   out << (allowed || (refusedRecords == 0 && leftOut.count() == 0) ? "COMMIT;\n" : "ROLLBACK;\n");
   if (refusedValues > kNamedEntries) {
-    ctx.err() << "taldb: dump: and " << plural(refusedValues - kNamedEntries, "more value", "more values")
+    ctx.err() << "taldb: dump: and "
+              << plural(refusedValues - kNamedEntries, "more value", "more values")
               << " that SQL cannot hold; 'taldb check' names every one\n";
   }
   if (refusedRecords != 0) {
-    std::string text = "dump: " + plural(refusedValues, "value", "values") +
-                       " that SQL cannot hold as it is (named above): " +
-                       plural(refusedRecords, "record was", "records were") + " left out";
+    std::string text =
+        "dump: " + plural(refusedValues, "value", "values") + " that SQL cannot hold as it is (" +
+        (refusedValues > kNamedEntries ? "the first 20 " : "") +
+        "named above): " + plural(refusedRecords, "record was", "records were") + " left out";
     if (!allowed) {
       throw Failure(text +
                     ", and the dump ends with ROLLBACK, so that loading it changes nothing; "
@@ -261,7 +265,8 @@ std::string sqlNameProblem(const std::vector<std::string>& names, size_t index, 
   if (lower.compare(0, 3, "pg_") == 0 || lower.compare(0, 7, "sqlite_") == 0)
     return "begins with 'pg_' or 'sqlite_', which the databases keep for themselves";
   for (size_t j = 0; j < index; ++j)
-    if (sameSqlName(names[j], name)) return std::string("is the name of another ") + kind + ", to SQLite";
+    if (sameSqlName(names[j], name))
+      return std::string("is the name of another ") + kind + ", to SQLite";
   return "";
 }
 

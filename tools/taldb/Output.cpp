@@ -130,7 +130,10 @@ std::string jsonValue(const std::string& value, Kind kind) {
 
 RowWriter::RowWriter(std::ostream& out, const Style& style, std::vector<std::string> header,
                      std::vector<Kind> kinds, bool inSet)
-    : out_(out), style_(style), header_(std::move(header)), kinds_(std::move(kinds)),
+    : out_(out),
+      style_(style),
+      header_(std::move(header)),
+      kinds_(std::move(kinds)),
       inSet_(inSet) {
   if (style_.format == Format::Csv && style_.header) printCsvLine(out_, header_);
 }

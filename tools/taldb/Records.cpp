@@ -8,9 +8,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <cstdlib>
 
 #include "Cli.h"
 #include "database/SectionList.h"
@@ -441,7 +441,9 @@ size_t countRecordFiles(Context& ctx, CTable& table, bool named, size_t* other) 
   std::sort(skipped.begin(), skipped.end(),
             [](const auto& a, const auto& b) { return recordNameLess(a.first, b.first); });
   for (const auto& entry : skipped) {
-    if (named) ctx.err() << "taldb: skipped " << table.name() << "/" << entry.first << ": " << entry.second << "\n";
+    if (named)
+      ctx.err() << "taldb: skipped " << table.name() << "/" << entry.first << ": " << entry.second
+                << "\n";
   }
   if (other != nullptr) *other = skipped.size();
   return count;

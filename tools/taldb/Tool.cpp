@@ -57,8 +57,7 @@ const Command kCommands[] = {
      "Record files are counted by name and kind, without reading them; the entries that\n"
      "are no record files are named on standard error. 'list' names the files that\n"
      "cannot be read.\n",
-     1, 1,
-     kOptRoot, cmdCount},
+     1, 1, kOptRoot, cmdCount},
     {"add", "TABLE VALUES", "add a record under the next free id and print the id",
      "VALUES are the columns after the first, in schema order: one argument read as a line\n"
      "of CSV ('web01,8080'; a value holding ',' or '\"' is quoted as CSV quotes it, doubling\n"
@@ -99,7 +98,8 @@ const Command kCommands[] = {
      kOptRoot, cmdDropTable},
     {"clear", "TABLE", "delete every record of a table",
      "Entries still there afterwards are named with the system's reason, with exit\n"
-     "status 1.\n", 1, 1, kOptRoot, cmdClear},
+     "status 1.\n",
+     1, 1, kOptRoot, cmdClear},
     {"drop", "--yes", "delete the whole database: every table, record and directory", "", 0, 0,
      kOptRoot | kOptYes, cmdDrop},
     {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table",
