@@ -23,6 +23,11 @@ using TalDB::CTable;
 
 // ---- The description file.
 
+// The last section of a description file that is not whole, so that it cannot
+// pass for one: create refuses a table name with a '/' before it makes
+// anything.
+const char* const kNotWholeSection = "\n[dump/failed: this file is not whole]\n";
+
 // What create's reader reads back unchanged: it trims keys, values and section
 // names (and seeding trims every value) with the store's own notion of a blank,
 // and a line feed would end the line.
@@ -124,7 +129,7 @@ void writeIniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& lef
     } catch (const Failure& failure) {
       // A record changed between the check and the copy: what was written
       // ends with a section whose name create refuses before it makes anything.
-      out << "\n[dump/failed: this file is not whole]\n";
+      out << kNotWholeSection;
       throw Failure(failure.what() +
                     std::string("; the file written so far ends with a section that "
                                 "'taldb create' refuses"));
@@ -283,7 +288,11 @@ int cmdExport(Context& ctx) {
   std::vector<CTable*> tables = copiedTables(ctx, leftOut, !ctx.args().empty());
   if (format == Format::Ini) {
     writeIniFile(ctx, tables, leftOut);
-    leftOut.finish("dump", "this dump is not whole");
+    bool whole = leftOut.count() == 0 || ctx.options().allowPartial;
+    if (!whole) ctx.out() << kNotWholeSection;
+    leftOut.finish("dump",
+                   "this dump is not whole, and it ends with a section that 'taldb create' "
+                   "refuses");
   } else {
     writeSqlFile(ctx, tables, leftOut);
     leftOut.finish("dump",
