@@ -393,8 +393,9 @@ bool walkRecords(Context& ctx, CTable& table, const char* condition, bool whole,
 
 namespace {
 
-Failure unreadableDirectory(const CTable& table) {
-  return Failure(std::string("list ") + table.name() +
+// Names the command that was reading ("count hosts: ...").
+Failure unreadableDirectory(const Context& ctx, const CTable& table) {
+  return Failure(ctx.options().command + " " + table.name() +
                  ": failed (status 7): cannot open the table directory " + table.path() + ": " +
                  std::strerror(errno));
 }
@@ -406,7 +407,7 @@ size_t countRecordFiles(Context& ctx, CTable& table, bool named, size_t* other) 
   int fd = open(table.path(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   DIR* dir = fd >= 0 ? fdopendir(fd) : nullptr;
   if (dir == nullptr) {
-    Failure failure = unreadableDirectory(table);
+    Failure failure = unreadableDirectory(ctx, table);
     if (fd >= 0) close(fd);
     throw failure;
   }
@@ -456,7 +457,7 @@ size_t listRecords(Context& ctx, CTable& table, const char* condition, const Rec
     ++count;
     if (named) ctx.err() << "taldb: skipped " << line << "\n";
   };
-  if (!walkRecords(ctx, table, condition, false, skipped, use)) throw unreadableDirectory(table);
+  if (!walkRecords(ctx, table, condition, false, skipped, use)) throw unreadableDirectory(ctx, table);
   return count;
 }
 
