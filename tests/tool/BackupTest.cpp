@@ -360,9 +360,13 @@ TEST_F(BackupTest, IniDumpIsReadBackBySeedOrRefusedNamingTheRecord) {
               {{"seed", "notes", at("dump.ini")}, 0, "1 record"}});
   EXPECT_EQ(snapshot("db"), before);
   writeFile(data("notes/5"), std::string(2048, 'n') + "|");
-  expectRows({{{"dump", "notes", "--format", "ini"},
-               1,
-               "skipped notes/5: the value of column text is longer"}});
+  // What was written then ends with a section create refuses, so it cannot pass for a whole copy.
+  dump = expectRows({{{"dump", "notes", "--format", "ini"},
+                      1,
+                      "skipped notes/5: the value of column text is longer"}});
+  writeFile("cut.ini", dump.out);
+  expectRows({{{"--root", at("copy"), "create", at("cut.ini")}, 2, "invalid table name 'dump/"}});
+  EXPECT_FALSE(exists("copy"));
 }
 
 // The tool reads a record file itself (never through a link), split exactly as the store's own

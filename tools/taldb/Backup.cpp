@@ -640,15 +640,19 @@ int cmdBackup(Context& ctx) {
                    "; the whole table is left out"});
       continue;
     }
-    Rows rows = copiedRows(ctx, *table, leftOut);
     sink.write("table " + encodeField(table->name()) + " " + encodeField(schema) + "\n");
-    for (const std::vector<std::string>& row : rows.rows) {
-      std::string line = "record";
-      for (const std::string& value : row) line += " " + encodeField(value);
+    // Each record goes to the file as it is read, so that memory does not grow
+    // with the table.
+    std::string line;
+    copyRecords(ctx, *table, leftOut, [&](const std::vector<std::string>& values) {
+      line = "record";
+      for (const std::string& value : values) line += " " + encodeField(value);
       sink.write(line + "\n");
-    }
+      ++counts.records;
+      // Standard output that can no longer be written ends the walk.
+      return static_cast<bool>(ctx.out());
+    });
     ++counts.tables;
-    counts.records += rows.rows.size();
   }
   sink.write("end tables=" + std::to_string(counts.tables) +
              " records=" + std::to_string(counts.records) +

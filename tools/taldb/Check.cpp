@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "Cli.h"
 #include "StagedCreate.h"
@@ -63,11 +64,16 @@ std::string linkFinding(const std::string& name) {
   return text + "'taldb repair' leaves it alone: remove the link by hand";
 }
 
+// What a finding adds when an SQL dump refuses what it names.
+const char* const sqlRefuses = ", which 'taldb dump --format sql' refuses";
+
 class Inspector {
  public:
   Inspector(Context& ctx, const std::string& root) : ctx_(ctx), root_(root) {}
 
-  std::vector<std::string> run() {
+  // Prints each finding as it is made, so that memory does not grow with the
+  // tables; returns how many there were.
+  size_t run() {
     for (const std::string& name : creationLeftovers(root_))
       report(name, "what a 'taldb create' cut short left; 'taldb repair' removes it");
     std::vector<std::string> schemas = entries(kSchemaDir, "schema directory");
@@ -76,14 +82,24 @@ class Inspector {
       report(kDataDir, "data directory missing: the database's creation was cut short; "
                        "'taldb repair' makes it");
       for (const std::string& name : schemas) inspectTable(name);
+      flush();
       return findings_;
     }
     std::vector<std::string> directories = entries(kDataDir, "data directory");
-    for (const std::string& name : schemas) inspectTable(name);
+    for (size_t i = 0; i < schemas.size(); ++i) {
+      // What an SQL dump would refuse of the names, known before any record.
+      std::string problem = sqlNameProblem(schemas, i, "table");
+      if (!problem.empty())
+        reportUnrepaired(
+            joinPath(kSchemaDir, schemas[i]),
+            "the table name " + quoted(shownText(schemas[i])) + " " + problem + sqlRefuses);
+      inspectTable(schemas[i]);
+    }
     for (const std::string& name : directories) {
       if (!std::binary_search(schemas.begin(), schemas.end(), name))
         reportUnrepaired(joinPath(kDataDir, name), "table directory without a schema file");
     }
+    flush();
     return findings_;
   }
 
@@ -102,7 +118,12 @@ class Inspector {
   }
 
   void report(const std::string& where, const std::string& what) {
-    findings_.push_back(where + ": " + what);
+    pending_ += where + ": " + what + "\n";
+    ++findings_;
+  }
+  void flush() {
+    ctx_.out() << pending_;
+    pending_.clear();
   }
   // A problem that repair leaves alone says so, so that nobody runs it in vain.
   void reportUnrepaired(const std::string& where, const std::string& what) {
@@ -143,30 +164,63 @@ class Inspector {
                                    std::to_string(table.columns().size()) + " of " +
                                    std::to_string(defined) + " column definitions load)");
     }
+    std::vector<std::string> columns = columnNames(table);
+    for (size_t i = 0; i < columns.size(); ++i) {
+      std::string problem = sqlNameProblem(columns, i, "column");
+      if (!problem.empty())
+        reportUnrepaired(schema, "the column name " + quoted(shownText(columns[i])) + " " +
+                                     problem + sqlRefuses);
+    }
     if (!TalDB::IsDirectory(at(data).c_str()))
       return reportUnrepaired(schema, data + " is not a directory");
     inspectRecords(table, data);
   }
 
+  // A write under way is not a leftover: it is waited for. The entries are
+  // inspected a block at a time with the table held still, and the findings
+  // printed once it is released, so that a writer never waits for the reader
+  // of the output.
   void inspectRecords(TalDB::CTable& table, const std::string& data) {
-    // A write under way is not a leftover: it is waited for.
-    SettledTable settled(table);
-    for (const std::string& name : entries(data, "table directory")) {
+    EntryNames names;
+    {
+      SettledTable settled(table);
+      if (!names.read(at(data))) {
+        reportUnrepaired(data, std::string("table directory cannot be read (") +
+                                   std::strerror(errno) + "), so what it holds is not checked");
+      }
+    }
+    std::unique_ptr<SettledTable> settled;
+    size_t held = 0;
+    names.forEach([&](const std::string& name) {
+      if (!settled) settled.reset(new SettledTable(table));
+      inspectEntry(table, data, name);
+      if (++held % kBlockRecords == 0) {
+        settled.reset();
+        flush();
+      }
+      return true;
+    });
+    settled.reset();
+    flush();
+    ctx_.log().clear();
+  }
+
+  void inspectEntry(TalDB::CTable& table, const std::string& data, const std::string& name) {
+    {
       std::string where = joinPath(data, name);
       // Neither a link nor a FIFO or device is read, not even to plan repair:
       // the check may run as root, a link may point at any file of the
       // system, and a FIFO would wait for a writer forever.
       struct stat entry;
       bool looked = lstat(at(where).c_str(), &entry) == 0;
-      if (looked && S_ISLNK(entry.st_mode)) {
-        report(where, linkFinding(name));
-        continue;
-      }
+      // Deleted since the names were listed: no longer part of the table.
+      if (!looked && errno == ENOENT) return;
+      if (looked && S_ISLNK(entry.st_mode)) return report(where, linkFinding(name));
       // A marked name is removed by its name alone.
       if (looked && !S_ISREG(entry.st_mode) && !S_ISDIR(entry.st_mode) &&
           !TalDB::IsMarkedName(name.c_str())) {
-        reportUnrepaired(where, entryKind(entry.st_mode) + " where only record files belong");
-        continue;
+        return reportUnrepaired(where,
+                                entryKind(entry.st_mode) + " where only record files belong");
       }
       TalDB::RepairAction action =
           TalDB::PlanRepair(table.path(), name.c_str(), table.columns().size());
@@ -178,7 +232,6 @@ class Inspector {
         inspectRecord(table, where, name);
       }
     }
-    ctx_.log().clear();
   }
 
   // The store's own reader decides; the file is looked at only to say why.
@@ -212,10 +265,11 @@ class Inspector {
     for (size_t i = 1; i < columns.size(); ++i) {
       std::string value = columns[i]->data() != nullptr ? columns[i]->data() : "";
       Kind kind = kindOf(columns[i]->type());
-      std::string problem = typeProblem(value, kind);
+      std::string problem = sqlValueProblem(value, kind);
       if (!problem.empty()) {
-        reportUnrepaired(where, "the value " + quoted(value) + " of column " + columns[i]->name() +
-                                    " (" + kindWord(kind) + ") " + problem);
+        reportUnrepaired(where, "the value " + quoted(shownText(value)) + " of column " +
+                                    columns[i]->name() + " (" + kindWord(kind) + ") " + problem +
+                                    (kind == Kind::Text ? sqlRefuses : ""));
       }
     }
     long cut = longField(at(where));
@@ -231,7 +285,8 @@ class Inspector {
 
   Context& ctx_;
   std::string root_;
-  std::vector<std::string> findings_;
+  size_t findings_ = 0;
+  std::string pending_;  // findings not printed yet
 };
 
 }  // namespace
@@ -328,13 +383,12 @@ int cmdCheck(Context& ctx) {
   if (!unreadable.empty()) throw Failure(unreadable);
   if (!TalDB::IsDirectory(joinPath(root, kSchemaDir).c_str()))
     throw Failure("no database under " + root + " (no tal/schema directory)");
-  std::vector<std::string> findings = Inspector(ctx, root).run();
-  for (const std::string& finding : findings) ctx.out() << finding << "\n";
-  if (findings.empty()) {
+  size_t findings = Inspector(ctx, root).run();
+  if (findings == 0) {
     ctx.note() << "no problems found under " << root << "\n";
     return kExitOk;
   }
-  ctx.out() << plural(findings.size(), "problem", "problems") << " found under " << root << "\n";
+  ctx.out() << plural(findings, "problem", "problems") << " found under " << root << "\n";
   return kExitFailed;
 }
 

@@ -12,6 +12,8 @@
 
 #include "TypedValue.h"
 
+#include <cstdint>
+#include <functional>
 #include <istream>
 #include <ostream>
 #include <stdexcept>
@@ -46,16 +48,44 @@ struct Style {
   bool header = true;
 };
 
+// Rows printed as they come, so that a listing of any size goes out without
+// being held: the header (unless style says not), each row, then end(). The
+// aligned table fixes its column widths by the header and the first
+// kWidthRows rows; a wider cell after them is printed whole. In a named set
+// (see beginNamedSet) JSON's array is indented as a member of the object.
+class RowWriter {
+ public:
+  static constexpr size_t kWidthRows = 1000;
+  RowWriter(std::ostream& out, const Style& style, std::vector<std::string> header,
+            std::vector<Kind> kinds, bool inSet = false);
+  void row(const std::vector<std::string>& cells);
+  void end();
+
+ private:
+  void fixWidths();
+
+  std::ostream& out_;
+  Style style_;
+  std::vector<std::string> header_;
+  std::vector<Kind> kinds_;
+  bool inSet_;
+  size_t rows_ = 0;
+  std::vector<size_t> widths_;  // empty until fixed
+  std::vector<std::vector<std::string>> block_;
+};
+
 // Rows in the chosen format: a table with a header line, CSV with a header
 // row, or a JSON array of objects keyed by the header.
 void printRows(std::ostream& out, const Rows& rows, const Style& style);
 // One record: "column  value" lines for a person, one CSV row with its header,
 // or one JSON object.
 void printRecord(std::ostream& out, const Rows& rows, const Style& style);
-// Several named row sets (a dump of every table): headed tables, CSV blocks
-// that each begin with a "# name" line, or one JSON object keyed by name.
-void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, Rows>>& sets,
-                    const Style& style);
+// Several named row sets (a dump of every table), each begun by
+// beginNamedSet (index counting from 0) and its rows written through a
+// RowWriter in the set: headed tables, CSV blocks that each begin with a
+// "# name" line, or one JSON object keyed by name, closed by endNamedSets.
+void beginNamedSet(std::ostream& out, const Style& style, size_t index, const std::string& name);
+void endNamedSets(std::ostream& out, const Style& style, size_t count);
 
 std::string csvCell(const std::string& text);
 // A JSON string of text, valid whatever bytes it holds: each byte that is not
@@ -65,6 +95,9 @@ std::string jsonString(const std::string& text);
 // A value of a column of that kind: a JSON number when it fits an int or
 // bigint column, a JSON string otherwise.
 std::string jsonValue(const std::string& value, Kind kind);
+// Text for a message: each byte that is not part of a well-formed UTF-8
+// sequence shown as \xNN, never raw.
+std::string shownText(const std::string& text);
 // Whether text is well-formed UTF-8 throughout.
 bool isUtf8(const std::string& text);
 // The length of the well-formed UTF-8 sequence at text[at], or 0 when none
@@ -377,6 +410,8 @@ struct FileIdentity {
   }
 };
 FileIdentity fileIdentity(const std::string& path);
+// How many entries of one kind a message names before it counts the rest.
+constexpr size_t kNamedEntries = 20;
 // "1 record", "2 records".
 std::string plural(size_t count, const char* one, const char* many);
 // The marked names in a directory, sorted; none when it cannot be read.
@@ -390,25 +425,57 @@ std::vector<TalDB::CTable*> sortedTables(TalDB::CTalDatabase& db);
 // The table named by the command's first argument, or every table when it
 // has none (dump, repair).
 std::vector<TalDB::CTable*> namedOrAllTables(Context& ctx);
-class LeftOut;
-// The records of a table that match a condition (null for all), sorted by
-// record name, with the column names as header. Each entry of the table
-// directory that is not a readable record is reported on the error stream;
-// with leftOut (a dump or a backup) it is counted there too, and so is a
-// record holding a value longer than the store reads back whole.
-Rows recordRows(Context& ctx, TalDB::CTable& table, const char* condition,
-                LeftOut* leftOut = nullptr);
+// The names of a directory's entries, "." and ".." left out, held small: a
+// name that is an id written plainly, as nearly every record's is, takes four
+// bytes, so that a table of any size is listed in a few megabytes.
+class EntryNames {
+ public:
+  // False, with errno, when the directory cannot be opened.
+  bool read(const std::string& path);
+  size_t size() const { return ids_.size() + others_.size(); }
+  bool contains(const std::string& name) const;
+  // Each name in record order: numbers by value and first, other names as
+  // text; stops when use returns false.
+  void forEach(const std::function<bool(const std::string&)>& use) const;
 
-// What a table directory holds, read entry by entry as the store reads a
-// record: the rows that match (in directory order) and, for every other
-// entry, a line "TABLE/NAME: why it is not a readable record". With whole, a
-// record holding a value the store reads back cut is such an entry too. A
-// Failure when the directory cannot be opened.
-struct Listing {
-  Rows rows;
-  std::vector<std::string> skipped;
+ private:
+  std::vector<uint32_t> ids_;
+  std::vector<std::string> others_;
 };
-Listing readRecords(Context& ctx, TalDB::CTable& table, const char* condition, bool whole = false);
+
+// Whether the record name a comes before b: numbers by value and first, other
+// names as text, so that listings come out in id order.
+bool recordNameLess(const std::string& a, const std::string& b);
+
+// Records read under one hold of a table's lock, then given out with the
+// lock released, so that writers never wait for a slow reader of the output
+// ("| less"), only for the reading of one block.
+constexpr size_t kBlockRecords = 256;
+// What a walk over records does with one: its values, the first column's
+// first; false ends the walk (its output cannot be written).
+using RecordUse = std::function<bool(const std::vector<std::string>& values)>;
+// Walks a table's records in record order. Its names are listed, then its
+// records read a block at a time, each block with the directory held settled
+// (see SettledTable) and given out after it is released, so that a writer
+// waits for the reading of one block at most, never for the output. A record
+// deleted meanwhile is passed over. For each entry that is not a readable
+// record, skipped("TABLE/NAME: why"); with whole, a record that a copy would
+// not hold whole is such an entry too. For each readable record that matches
+// condition (null for all), use. False, with errno, when the directory cannot
+// be opened.
+bool walkRecords(Context& ctx, TalDB::CTable& table, const char* condition, bool whole,
+                 const std::function<void(const std::string&)>& skipped, const RecordUse& use);
+// The record files of a table, counted by name and kind as the store's
+// records() counts them, without reading them: each entry that is no record
+// file (a marked or .tmp name, a directory, a link, a FIFO or device) is not
+// counted, and named on the error stream when named; other receives their
+// number. A Failure when the directory cannot be opened.
+size_t countRecordFiles(Context& ctx, TalDB::CTable& table, bool named, size_t* other = nullptr);
+// The walk of a listing: each entry that is not a readable record is named
+// on the error stream when named, and counted; a Failure when the directory
+// cannot be opened. Returns the number of such entries.
+size_t listRecords(Context& ctx, TalDB::CTable& table, const char* condition, const RecordUse& use,
+                   bool named = true);
 // Why the entry `name` of a table directory is not a readable record, or ""
 // when it is one; its values are then the table's current record. A name that
 // is a symbolic link is never followed: the tool may run as root over a
@@ -428,6 +495,15 @@ bool isSymbolicLink(const std::string& path);
 bool readFileLine(const std::string& path, std::string& line, std::string& kind,
                   bool* beyond = nullptr);
 
+// Why SQL would not take back the name names[index] the same (a table's or a
+// column's, as kind says), among names, or "": not UTF-8, longer than
+// PostgreSQL keeps, a name the databases keep, or the same to SQLite as an
+// earlier one.
+std::string sqlNameProblem(const std::vector<std::string>& names, size_t index, const char* kind);
+// Why an SQL dump cannot hold a value of a column of that kind as it is, or
+// "": text that is not UTF-8, a number that does not fit its type.
+std::string sqlValueProblem(const std::string& value, Kind kind);
+
 // ---- Dumps and backups are whole or fail.
 
 // What a dump or a backup left out. Each entry is named on the error stream
@@ -438,6 +514,7 @@ class LeftOut {
   explicit LeftOut(Context& ctx) : ctx_(ctx) {}
   // Lines "TABLE/NAME: why", each printed as "taldb: skipped ...".
   void add(const std::vector<std::string>& entries);
+  void add(const std::string& entry);
   size_t count() const { return count_; }
   // Once the output is written: a Failure when anything was left out and
   // --allow-partial was not given, what saying what that means for the copy
@@ -452,9 +529,9 @@ class LeftOut {
 // when named, else every table; then a directory of tal/database that belongs
 // to no table is left out, and said so.
 std::vector<TalDB::CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named);
-// The records of a table for a dump or a backup, sorted; a table directory
-// that cannot be read leaves the whole table out.
-Rows copiedRows(Context& ctx, TalDB::CTable& table, LeftOut& leftOut);
+// The walk of a dump or a backup: whole records, every other entry left out;
+// a table directory that cannot be read leaves the whole table out (false).
+bool copyRecords(Context& ctx, TalDB::CTable& table, LeftOut& leftOut, const RecordUse& use);
 // Why a record file that the store failed to read with this status is not
 // readable: cannot be opened, empty, too few fields.
 std::string unreadableRecord(TalDB::CTable& table, const std::string& path, int status);
@@ -475,6 +552,8 @@ std::string unreadableRoot(const std::string& root);
 long countFields(const std::string& path);
 std::vector<std::string> columnNames(const TalDB::CTable& table);
 std::vector<std::string> currentValues(const TalDB::CTable& table);
+// The same into values, whose strings are reused from record to record.
+void currentValues(const TalDB::CTable& table, std::vector<std::string>& values);
 
 }  // namespace taldb_cli
 

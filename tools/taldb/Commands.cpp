@@ -13,6 +13,7 @@
 #include "database/SectionList.h"
 #include "database/SeedRecords.h"
 #include "table/RecordFormat.h"
+#include "table/RecordNames.h"
 #include "table/SchemaSeal.h"
 #include "util/FileSystem.h"
 
@@ -26,20 +27,6 @@ using TalDB::CTable;
 std::vector<std::string> argsFrom(const Context& ctx, size_t first) {
   const std::vector<std::string>& args = ctx.args();
   return std::vector<std::string>(args.begin() + std::min(first, args.size()), args.end());
-}
-
-// Record names sort as numbers when both are numbers, numbers first, and as
-// text otherwise, so that listings come out in id order.
-bool recordNameLess(const std::string& a, const std::string& b) {
-  auto numeric = [](const std::string& s) {
-    size_t start = !s.empty() && s[0] == '-' ? 1 : 0;
-    return s.size() > start && s.size() < 19 &&
-           s.find_first_not_of("0123456789", start) == std::string::npos;
-  };
-  bool na = numeric(a), nb = numeric(b);
-  if (na && nb) return std::stoll(a) < std::stoll(b);
-  if (na != nb) return na;
-  return a < b;
 }
 
 std::string action(const Context& ctx) {
@@ -91,13 +78,10 @@ void refuseExtraFields(Context& ctx, const CTable& table, const std::string& nam
                 "see 'taldb check'");
 }
 
-// The records as a listing shows them, so that counts and listings agree.
-int countRecords(Context& ctx, CTable& table) {
-  return static_cast<int>(readRecords(ctx, table, nullptr).rows.rows.size());
-}
-
-void printSkipped(Context& ctx, const std::vector<std::string>& skipped) {
-  for (const std::string& line : skipped) ctx.err() << "taldb: skipped " << line << "\n";
+// The record files of a table, counted as the store counts them; skipped,
+// when given, receives the number of other entries, which are then not named.
+size_t countRecords(Context& ctx, CTable& table, size_t* skipped = nullptr) {
+  return countRecordFiles(ctx, table, skipped == nullptr, skipped);
 }
 
 // Checks the table names of a description file (every section after the
@@ -111,6 +95,13 @@ void checkDescriptionTables(Context& ctx, const std::string& file) {
   if (sections.read(file.c_str()) != 0 || sections.next() == nullptr) return;
   while (const char* name = sections.next()) checkTableName(name);
   checkDescriptionRecords(file);
+}
+
+// "; cannot write DIR: reason" when this user may not make or remove entries
+// in the directory, else "".
+std::string unwritable(const std::string& dir) {
+  if (access(dir.c_str(), W_OK | X_OK) == 0) return "";
+  return "; cannot write " + dir + ": " + std::strerror(errno);
 }
 
 }  // namespace
@@ -130,6 +121,13 @@ std::vector<std::string> currentValues(const CTable& table) {
   for (const CColumn* column : table.columns())
     values.push_back(column->data() != nullptr ? column->data() : "");
   return values;
+}
+
+void currentValues(const CTable& table, std::vector<std::string>& values) {
+  const std::vector<CColumn*>& columns = table.columns();
+  values.resize(columns.size());
+  for (size_t i = 0; i < columns.size(); ++i)
+    values[i].assign(columns[i]->data() != nullptr ? columns[i]->data() : "");
 }
 
 std::vector<CTable*> sortedTables(TalDB::CTalDatabase& db) {
@@ -154,21 +152,6 @@ std::vector<CTable*> namedOrAllTables(Context& ctx) {
   if (!ctx.args().empty()) return {&ctx.table(ctx.arg(0))};
   ctx.openDatabase();
   return sortedTables(ctx.db());
-}
-
-Rows recordRows(Context& ctx, CTable& table, const char* condition, LeftOut* leftOut) {
-  Listing listing = readRecords(ctx, table, condition, leftOut != nullptr);
-  if (leftOut != nullptr)
-    leftOut->add(listing.skipped);
-  else
-    printSkipped(ctx, listing.skipped);
-  Rows rows = std::move(listing.rows);
-  rows.kinds = columnKinds(table);
-  std::sort(rows.rows.begin(), rows.rows.end(),
-            [](const std::vector<std::string>& a, const std::vector<std::string>& b) {
-              return !a.empty() && !b.empty() && recordNameLess(a[0], b[0]);
-            });
-  return rows;
 }
 
 int cmdCreate(Context& ctx) {
@@ -202,13 +185,13 @@ int cmdTables(Context& ctx) {
   for (CTable* table : sortedTables(ctx.db())) {
     std::string count = "?";
     try {
-      Listing listing = readRecords(ctx, *table, nullptr);
-      count = std::to_string(listing.rows.rows.size());
-      // Counted as 'list' shows them; what it skips is said, not counted.
-      if (!listing.skipped.empty()) {
+      size_t skipped = 0;
+      count = std::to_string(countRecords(ctx, *table, &skipped));
+      // What is no record file is said, not counted.
+      if (skipped != 0) {
         ctx.err() << "taldb: " << table->name() << ": "
-                  << plural(listing.skipped.size(), "entry is", "entries are")
-                  << " not a readable record and not counted; see 'taldb list " << table->name()
+                  << plural(skipped, "entry is", "entries are")
+                  << " not a record file and not counted; see 'taldb list " << table->name()
                   << "'\n";
       }
     } catch (const Failure& failure) {
@@ -244,7 +227,14 @@ int cmdList(Context& ctx) {
   // The store ends a condition silently at a term it cannot read and finds
   // nothing for a column it does not have; a person is told instead.
   if (filtered) checkTerms(table, condition, "condition");
-  printRows(ctx.out(), recordRows(ctx, table, filtered ? condition.c_str() : nullptr), ctx.style());
+  RowWriter writer(ctx.out(), ctx.style(), columnNames(table), columnKinds(table));
+  listRecords(ctx, table, filtered ? condition.c_str() : nullptr,
+              [&](const std::vector<std::string>& values) {
+                writer.row(values);
+                // A reader that has gone ("| head") ends the walk.
+                return static_cast<bool>(ctx.out());
+              });
+  writer.end();
   return kExitOk;
 }
 
@@ -291,9 +281,7 @@ int cmdGet(Context& ctx) {
 
 int cmdCount(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
-  Listing listing = readRecords(ctx, table, nullptr);
-  printSkipped(ctx, listing.skipped);
-  ctx.out() << listing.rows.rows.size() << "\n";
+  ctx.out() << countRecords(ctx, table) << "\n";
   return kExitOk;
 }
 
@@ -396,13 +384,17 @@ int cmdDelete(Context& ctx) {
   std::string name;
   CTable& table = namedRecord(ctx, name);
   FileIdentity before = fileIdentity(joinPath(table.path(), name));
-  ctx.require(table.deleteRecord(name.c_str()), action(ctx));
+  try {
+    ctx.require(table.deleteRecord(name.c_str()), action(ctx));
+  } catch (const Failure& failure) {
+    throw Failure(failure.what() + unwritable(table.path()));
+  }
   // The store does not say whether the file went. A file of that name now is
   // the same one only when nothing about it changed: an add in another
   // process may have taken the name again since, with a file of its own.
   if (before.exists && fileIdentity(joinPath(table.path(), name)) == before) {
     throw Failure(action(ctx) + ": the record file " + joinPath(table.path(), name) +
-                  " could not be removed and is still there");
+                  " could not be removed and is still there" + unwritable(table.path()));
   }
   ctx.note() << "deleted record " << name << " of " << table.name() << "\n";
   return kExitOk;
@@ -514,10 +506,19 @@ int cmdAddTable(Context& ctx) {
   // table for done.
   if (ctx.db().GetTable(name.c_str()) != nullptr)
     throw Failure(action(ctx) + ": the table " + quoted(name) + " exists already");
-  if (spec.bigint)
-    addTableWithBigint(ctx, name, spec);
-  else
-    ctx.require(ctx.db().AddTable(name.c_str(), spec.text.c_str()), action(ctx));
+  // The store does not say why it could not make the table's files; a
+  // directory that this user may not write is the usual reason.
+  std::string why;
+  for (const char* dir : {TalDB::kSchemaDir, TalDB::kDataDir})
+    if (why.empty()) why = unwritable(joinPath(ctx.db().path(), dir));
+  try {
+    if (spec.bigint)
+      addTableWithBigint(ctx, name, spec);
+    else
+      ctx.require(ctx.db().AddTable(name.c_str(), spec.text.c_str()), action(ctx));
+  } catch (const Failure& failure) {
+    throw Failure(failure.what() + why);
+  }
   ctx.note() << "added table " << name << " with "
              << plural(ctx.db().GetTable(name.c_str())->columns().size(), "column", "columns")
              << "\n";
@@ -549,23 +550,48 @@ int cmdDropTable(Context& ctx) {
 
 int cmdClear(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
-  std::vector<std::string> records;
-  for (const auto& row : readRecords(ctx, table, nullptr).rows.rows) records.push_back(row[0]);
-  std::vector<std::string> before, after;
-  readDirectory(table.path(), before);
+  requireReadableDirectory(action(ctx), table);
+  EntryNames before, after;
+  before.read(table.path());
   ctx.require(table.clear(), action(ctx));
   // The store passes over what it cannot remove: what was removed is what the
-  // directory no longer holds.
-  readDirectory(table.path(), after);
-  size_t removed = 0;
-  for (const std::string& name : records)
-    removed += !std::binary_search(after.begin(), after.end(), name);
-  std::string kept;
-  for (const std::string& name : before)
-    if (std::binary_search(after.begin(), after.end(), name)) kept += " " + name;
+  // directory no longer holds. Leftovers of writes were never records.
+  auto isRecord = [](const std::string& name) {
+    return !TalDB::IsMarkedName(name.c_str()) && !TalDB::IsTempName(name.c_str());
+  };
+  after.read(table.path());
+  size_t removed = 0, kept = 0;
+  bool retried = false;
+  before.forEach([&](const std::string& name) {
+    removed += isRecord(name) && !after.contains(name);
+    return true;
+  });
+  // What it left is removed here, so that the reason is this removal's errno,
+  // and a passing failure does not stop the clear. An entry made since by
+  // another process is not this clear's to remove.
+  std::string named;
+  TalDB::DirLock lock;
+  lock.lockPath(table.path());
+  after.forEach([&](const std::string& name) {
+    if (!before.contains(name)) return true;
+    if (unlink(joinPath(table.path(), name).c_str()) == 0 || errno == ENOENT) {
+      removed += isRecord(name);
+      retried = true;
+      return true;
+    }
+    if (++kept <= kNamedEntries)
+      named += (kept > 1 ? ", " : " ") + name + " (" + std::strerror(errno) + ")";
+    return true;
+  });
+  if (retried) lock.flush(table.path());
+  if (kept != 0) {
+    throw Failure(
+        action(ctx) + ": " + plural(removed, "record", "records") + " removed; could not remove " +
+        plural(kept, "entry", "entries") + ":" + named +
+        (kept > kNamedEntries ? " and " + std::to_string(kept - kNamedEntries) + " more" : ""));
+  }
   ctx.note() << "cleared table " << table.name() << ": " << plural(removed, "record", "records")
              << " removed\n";
-  if (!kept.empty()) throw Failure(action(ctx) + ": could not remove" + kept);
   return kExitOk;
 }
 
@@ -660,13 +686,19 @@ int cmdDump(Context& ctx) {
   // A dump is a copy: what it leaves out fails it, once the rest is written.
   LeftOut leftOut(ctx);
   bool named = !ctx.args().empty();
-  std::vector<std::pair<std::string, Rows>> sets;
-  for (CTable* table : copiedTables(ctx, leftOut, named))
-    sets.push_back({table->name(), copiedRows(ctx, *table, leftOut)});
-  if (named)
-    printRows(ctx.out(), sets.front().second, ctx.style());
-  else
-    printNamedRows(ctx.out(), sets, ctx.style());
+  Style style = ctx.style();
+  std::vector<CTable*> tables = copiedTables(ctx, leftOut, named);
+  for (size_t i = 0; i < tables.size(); ++i) {
+    CTable& table = *tables[i];
+    if (!named) beginNamedSet(ctx.out(), style, i, table.name());
+    RowWriter writer(ctx.out(), style, columnNames(table), columnKinds(table), !named);
+    copyRecords(ctx, table, leftOut, [&](const std::vector<std::string>& values) {
+      writer.row(values);
+      return static_cast<bool>(ctx.out());
+    });
+    writer.end();
+  }
+  if (!named) endNamedSets(ctx.out(), style, tables.size());
   leftOut.finish("dump", "this dump is not whole");
   return kExitOk;
 }

@@ -1,9 +1,12 @@
 // dump's two formats for other readers than a person: a description file that
 // create reads back into the same database (a backup), and SQL statements that
-// load into PostgreSQL and SQLite. Both are built whole before anything is
-// printed, so that a refused value writes nothing; an entry of a table
-// directory that is no readable record is left out and fails the dump after
-// the rest is written, as in every format.
+// load into PostgreSQL and SQLite. Both are written record by record as the
+// tables are read, so that memory does not grow with them. The description
+// file's records are all checked in a pass of their own first, so that a
+// refused value writes nothing; SQL names every value it cannot hold and then
+// ends with ROLLBACK, so that loading a dump that is not whole changes
+// nothing. An entry of a table directory that is no readable record is left
+// out and fails the dump after the rest is written, as in every format.
 
 #include <cctype>
 
@@ -19,6 +22,11 @@ namespace {
 using TalDB::CTable;
 
 // ---- The description file.
+
+// The last section of a description file that is not whole, so that it cannot
+// pass for one: create refuses a table name with a '/' before it makes
+// anything.
+const char* const kNotWholeSection = "\n[dump/failed: this file is not whole]\n";
 
 // What create's reader reads back unchanged: it trims keys, values and section
 // names (and seeding trims every value) with the store's own notion of a blank,
@@ -39,9 +47,10 @@ std::string seedValueProblem(const std::string& value) {
 }
 
 // A seed record's text: the values joined by ", ", the record's name first.
-std::string seedRecord(const CTable& table, const Rows& rows, size_t index) {
-  const std::vector<std::string>& row = rows.rows[index];
-  std::string where = "dump: table " + std::string(table.name()) + ", record " + quoted(row[0]);
+std::string seedRecord(const CTable& table, const std::vector<std::string>& header,
+                       const std::vector<std::string>& row) {
+  std::string where =
+      "dump: table " + std::string(table.name()) + ", record " + quoted(shownText(row[0]));
   // Seeding takes a record's name from its first value as a number, and
   // writes the file under that number's own text: only such a name comes
   // back as it was.
@@ -53,8 +62,8 @@ std::string seedRecord(const CTable& table, const Rows& rows, size_t index) {
     if (problem.empty() && i > 0 && i + 1 == row.size() && row[i].empty())
       problem = "is empty in the last column";
     if (!problem.empty()) {
-      throw Failure(where + ", column " + rows.header[i] + ": the value " + quoted(row[i]) + " " +
-                    problem + "; a description file cannot hold it");
+      throw Failure(where + ", column " + header[i] + ": the value " + quoted(shownText(row[i])) +
+                    " " + problem + "; a description file cannot hold it");
     }
     text += (i ? ", " : "") + row[i];
   }
@@ -77,28 +86,55 @@ std::string schemaLine(const CTable& table) {
   return line;
 }
 
-std::string iniSection(Context& ctx, CTable& table, LeftOut& leftOut) {
-  std::string name = table.name();
-  if (!readsBackWhole(name))
-    throw Failure("dump: table " + quoted(name) + ": a description file cannot name it");
-  std::string text = "\n[" + name + "]\nschema = " + schemaLine(table) + "\n";
-  Rows rows = copiedRows(ctx, table, leftOut);
-  for (size_t i = 0; i < rows.rows.size(); ++i)
-    text += "rec_" + std::to_string(i + 1) + " = " + seedRecord(table, rows, i) + "\n";
-  return text;
+// Every table's name, schema line and seed records, checked before anything
+// is written; what is no readable record is left for the written pass to
+// report.
+void checkIniFile(Context& ctx, const std::vector<CTable*>& tables) {
+  std::vector<std::string> header;
+  for (CTable* table : tables) {
+    if (!readsBackWhole(table->name()))
+      throw Failure("dump: table " + quoted(table->name()) + ": a description file cannot name it");
+    schemaLine(*table);
+    header = columnNames(*table);
+    auto check = [&](const std::vector<std::string>& values) {
+      seedRecord(*table, header, values);
+      return true;
+    };
+    walkRecords(
+        ctx, *table, nullptr, true, [](const std::string&) {}, check);
+  }
 }
 
-std::string iniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& leftOut) {
+void writeIniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& leftOut) {
+  checkIniFile(ctx, tables);
+  std::ostream& out = ctx.out();
   // create passes over the first section; it must not take a table's name,
   // which would then be passed over too. No table name holds a '/'.
   std::string first = "database";
   for (const CTable* table : tables)
     if (first == table->name()) first = "database/backup";
-  std::string text = "[" + first +
-                     "]\n; Written by 'taldb dump --format ini'. 'taldb --root DIR create FILE'"
-                     " makes the same tables and records under DIR.\n";
-  for (CTable* table : tables) text += iniSection(ctx, *table, leftOut);
-  return text;
+  out << "[" << first
+      << "]\n; Written by 'taldb dump --format ini'. 'taldb --root DIR create FILE'"
+         " makes the same tables and records under DIR.\n";
+  std::vector<std::string> header;
+  for (CTable* table : tables) {
+    out << "\n[" << table->name() << "]\nschema = " << schemaLine(*table) << "\n";
+    header = columnNames(*table);
+    size_t n = 0;
+    try {
+      copyRecords(ctx, *table, leftOut, [&](const std::vector<std::string>& values) {
+        out << "rec_" << ++n << " = " << seedRecord(*table, header, values) << "\n";
+        return static_cast<bool>(out);
+      });
+    } catch (const Failure& failure) {
+      // A record changed between the check and the copy: what was written
+      // ends with a section whose name create refuses before it makes anything.
+      out << kNotWholeSection;
+      throw Failure(failure.what() +
+                    std::string("; the file written so far ends with a section that "
+                                "'taldb create' refuses"));
+    }
+  }
 }
 
 // ---- SQL that PostgreSQL (psql) and SQLite (sqlite3) both load unchanged:
@@ -110,18 +146,6 @@ std::string iniFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& l
 
 // PostgreSQL keeps the first 63 bytes of a name.
 constexpr size_t kSqlNameLimit = 63;
-
-// Why a table or column name would not come back the same from both, or "".
-std::string sqlNameProblem(const std::string& name) {
-  if (!isUtf8(name)) return "is not UTF-8 text";
-  if (name.size() > kSqlNameLimit) return "is longer than the 63 bytes PostgreSQL keeps of a name";
-  std::string lower;
-  for (char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  // Each keeps names of these beginnings for its own tables.
-  if (lower.compare(0, 3, "pg_") == 0 || lower.compare(0, 7, "sqlite_") == 0)
-    return "begins with 'pg_' or 'sqlite_', which the databases keep for themselves";
-  return "";
-}
 
 // SQLite compares names without regard to ASCII case.
 bool sameSqlName(const std::string& a, const std::string& b) {
@@ -139,76 +163,142 @@ std::string sqlName(const std::string& name) {
   return text + "\"";
 }
 
-std::string sqlValue(const std::string& where, const std::string& column, const std::string& value,
-                     Kind kind) {
-  std::string problem = typeProblem(value, kind);
-  // PostgreSQL takes only valid text of the database's encoding.
-  if (kind == Kind::Text && !isUtf8(value)) problem = "is not UTF-8 text";
-  if (!problem.empty()) {
-    throw Failure(where + ", column " + column + ": the value " + quoted(value) + " (" +
-                  kindWord(kind) + ") " + problem + "; SQL cannot hold it as it is");
-  }
-  if (kind != Kind::Text) return value;
-  std::string text = "'";
-  for (char c : value) text += c == '\'' ? std::string("''") : std::string(1, c);
-  return text + "'";
-}
-
 // The first column is the key; as a table constraint, so that a first column
 // of text is a key too.
-std::string sqlTable(Context& ctx, CTable& table, LeftOut& leftOut) {
-  Rows rows = copiedRows(ctx, table, leftOut);
-  std::string where = "dump: table " + std::string(table.name());
+std::string createTable(const CTable& table) {
+  std::vector<Kind> kinds = columnKinds(table);
   std::string text = "CREATE TABLE " + sqlName(table.name()) + " (";
-  for (size_t i = 0; i < rows.header.size(); ++i) {
-    const std::string& name = rows.header[i];
-    std::string problem = sqlNameProblem(name);
-    for (size_t j = 0; j < i && problem.empty(); ++j)
-      if (sameSqlName(rows.header[j], name)) problem = "is the name of another column, to SQLite";
-    if (!problem.empty())
-      throw Failure(where + ": the column name " + quoted(name) + " " + problem);
-    const char* type = rows.kinds[i] == Kind::Int      ? " integer, "
-                       : rows.kinds[i] == Kind::BigInt ? " bigint, "
-                                                       : " text, ";
-    text += sqlName(name) + type;
+  for (size_t i = 0; i < kinds.size(); ++i) {
+    const char* type = kinds[i] == Kind::Int      ? " integer, "
+                       : kinds[i] == Kind::BigInt ? " bigint, "
+                                                  : " text, ";
+    text += sqlName(table.columns()[i]->name()) + type;
   }
-  text += "PRIMARY KEY (" + sqlName(rows.header.at(0)) + "));\n";
-  for (const std::vector<std::string>& row : rows.rows) {
-    text += "INSERT INTO " + sqlName(table.name()) + " VALUES (";
-    for (size_t i = 0; i < row.size(); ++i) {
-      text += (i ? ", " : "") +
-              sqlValue(where + ", record " + quoted(row[0]), rows.header[i], row[i], rows.kinds[i]);
-    }
-    text += ");\n";
-  }
-  return text;
+  return text + "PRIMARY KEY (" + sqlName(table.columns().at(0)->name()) + "));\n";
 }
 
-// One transaction: a load that fails part of the way leaves nothing behind.
-std::string sqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& leftOut) {
-  std::string text = "BEGIN;\n";
+// One transaction: a load that fails part of the way leaves nothing behind,
+// and a dump that is not whole ends with ROLLBACK, so that it changes nothing.
+// A record holding a value SQL cannot hold is not written; each such value is
+// named, up to kNamedEntries of them.
+void writeSqlFile(Context& ctx, const std::vector<CTable*>& tables, LeftOut& leftOut) {
+  // Names are known before a record is read: one SQL would not take back the
+  // same fails the dump before anything is written.
+  std::vector<std::string> names;
+  for (const CTable* table : tables) names.push_back(table->name());
   for (size_t i = 0; i < tables.size(); ++i) {
-    std::string name = tables[i]->name();
-    std::string problem = sqlNameProblem(name);
-    for (size_t j = 0; j < i && problem.empty(); ++j)
-      if (sameSqlName(tables[j]->name(), name)) problem = "is the name of another table, to SQLite";
-    if (!problem.empty()) throw Failure("dump: the table name " + quoted(name) + " " + problem);
-    text += sqlTable(ctx, *tables[i], leftOut);
+    std::string problem = sqlNameProblem(names, i, "table");
+    if (!problem.empty())
+      throw Failure("dump: the table name " + quoted(shownText(names[i])) + " " + problem);
+    std::vector<std::string> columns = columnNames(*tables[i]);
+    for (size_t c = 0; c < columns.size() && problem.empty(); ++c) {
+      problem = sqlNameProblem(columns, c, "column");
+      if (!problem.empty()) {
+        throw Failure("dump: table " + names[i] + ": the column name " +
+                      quoted(shownText(columns[c])) + " " + problem);
+      }
+    }
   }
-  return text + "COMMIT;\n";
+  std::ostream& out = ctx.out();
+  out << "BEGIN;\n";
+  size_t refusedValues = 0, refusedRecords = 0;
+  std::vector<std::string> header;
+  for (CTable* table : tables) {
+    out << createTable(*table);
+    header = columnNames(*table);
+    std::vector<Kind> kinds = columnKinds(*table);
+    std::string insert = "INSERT INTO " + sqlName(table->name()) + " VALUES (", line;
+    copyRecords(ctx, *table, leftOut, [&](const std::vector<std::string>& values) {
+      line = insert;
+      size_t refused = 0;
+      for (size_t i = 0; i < values.size(); ++i) {
+        std::string problem = sqlValueProblem(values[i], kinds[i]);
+        if (!problem.empty() && ++refused && ++refusedValues <= kNamedEntries) {
+          ctx.err() << "taldb: dump: table " << table->name() << ", record "
+                    << quoted(shownText(values[0])) << ", column " << header[i] << ": the value "
+                    << quoted(shownText(values[i])) << " (" << kindWord(kinds[i]) << ") " << problem
+                    << "; SQL cannot hold it as it is\n";
+        }
+        if (!problem.empty() || refused) continue;
+        line += i ? ", " : "";
+        if (kinds[i] != Kind::Text) {
+          line += values[i];
+          continue;
+        }
+        line += '\'';
+        for (char c : values[i]) line += c == '\'' ? std::string("''") : std::string(1, c);
+        line += '\'';
+      }
+      if (refused != 0) {
+        ++refusedRecords;
+        return true;
+      }
+      out << line << ");\n";
+      return static_cast<bool>(out);
+    });
+  }
+  bool allowed = ctx.options().allowPartial;
+  out << (allowed || (refusedRecords == 0 && leftOut.count() == 0) ? "COMMIT;\n" : "ROLLBACK;\n");
+  if (refusedValues > kNamedEntries) {
+    ctx.err() << "taldb: dump: and "
+              << plural(refusedValues - kNamedEntries, "more value", "more values")
+              << " that SQL cannot hold; 'taldb check' names every one\n";
+  }
+  if (refusedRecords != 0) {
+    std::string text =
+        "dump: " + plural(refusedValues, "value", "values") + " that SQL cannot hold as it is (" +
+        (refusedValues > kNamedEntries ? "the first 20 " : "") +
+        "named above): " + plural(refusedRecords, "record was", "records were") + " left out";
+    if (!allowed) {
+      throw Failure(text +
+                    ", and the dump ends with ROLLBACK, so that loading it changes nothing; "
+                    "--allow-partial writes the rest with COMMIT");
+    }
+    ctx.err() << "taldb: " << text << "; a partial copy, as --allow-partial asks\n";
+  }
 }
 
 }  // namespace
+
+std::string sqlNameProblem(const std::vector<std::string>& names, size_t index, const char* kind) {
+  const std::string& name = names[index];
+  if (!isUtf8(name)) return "is not UTF-8 text";
+  if (name.size() > kSqlNameLimit) return "is longer than the 63 bytes PostgreSQL keeps of a name";
+  std::string lower;
+  for (char c : name) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  // Each keeps names of these beginnings for its own tables.
+  if (lower.compare(0, 3, "pg_") == 0 || lower.compare(0, 7, "sqlite_") == 0)
+    return "begins with 'pg_' or 'sqlite_', which the databases keep for themselves";
+  for (size_t j = 0; j < index; ++j)
+    if (sameSqlName(names[j], name))
+      return std::string("is the name of another ") + kind + ", to SQLite";
+  return "";
+}
+
+std::string sqlValueProblem(const std::string& value, Kind kind) {
+  // PostgreSQL takes only valid text of the database's encoding.
+  if (kind == Kind::Text) return isUtf8(value) ? "" : "is not UTF-8 text";
+  return typeProblem(value, kind);
+}
 
 int cmdExport(Context& ctx) {
   Format format = ctx.options().format;
   if (format != Format::Ini && format != Format::Sql) return cmdDump(ctx);
   LeftOut leftOut(ctx);
   std::vector<CTable*> tables = copiedTables(ctx, leftOut, !ctx.args().empty());
-  ctx.out() << (format == Format::Ini ? iniFile(ctx, tables, leftOut)
-                                      : sqlFile(ctx, tables, leftOut));
-  // What could be read is written; entries left out still fail the dump.
-  leftOut.finish("dump", "this dump is not whole");
+  if (format == Format::Ini) {
+    writeIniFile(ctx, tables, leftOut);
+    bool whole = leftOut.count() == 0 || ctx.options().allowPartial;
+    if (!whole) ctx.out() << kNotWholeSection;
+    leftOut.finish("dump",
+                   "this dump is not whole, and it ends with a section that 'taldb create' "
+                   "refuses");
+  } else {
+    writeSqlFile(ctx, tables, leftOut);
+    leftOut.finish("dump",
+                   "this dump is not whole, and it ends with ROLLBACK, so that loading it "
+                   "changes nothing");
+  }
   return kExitOk;
 }
 

@@ -14,35 +14,18 @@ size_t displayWidth(const std::string& text) {
   return width;
 }
 
-std::vector<size_t> columnWidths(const Rows& rows) {
-  std::vector<size_t> widths;
-  for (const std::string& name : rows.header) widths.push_back(displayWidth(name));
-  for (const auto& row : rows.rows) {
-    for (size_t i = 0; i < row.size() && i < widths.size(); ++i)
-      widths[i] = std::max(widths[i], displayWidth(row[i]));
-  }
-  return widths;
-}
-
-// Cells separated by two blanks; the last cell is not padded.
+// Cells separated by two blanks; the last cell is not padded. A cell wider
+// than its column (a row past the block the widths were fixed by) is printed
+// whole, two blanks after it all the same.
 void printAligned(std::ostream& out, const std::vector<std::string>& cells,
                   const std::vector<size_t>& widths) {
   for (size_t i = 0; i < cells.size(); ++i) {
     out << cells[i];
-    if (i + 1 < cells.size()) out << std::string(widths[i] - displayWidth(cells[i]) + 2, ' ');
+    if (i + 1 == cells.size()) break;
+    size_t width = i < widths.size() ? widths[i] : 0, used = displayWidth(cells[i]);
+    out << std::string(width > used ? width - used + 2 : 2, ' ');
   }
   out << '\n';
-}
-
-void printTable(std::ostream& out, const Rows& rows, bool header) {
-  std::vector<size_t> widths = columnWidths(rows);
-  if (header) {
-    printAligned(out, rows.header, widths);
-    std::vector<std::string> rule;
-    for (size_t width : widths) rule.push_back(std::string(width, '-'));
-    printAligned(out, rule, widths);
-  }
-  for (const auto& row : rows.rows) printAligned(out, row, widths);
 }
 
 void printCsvLine(std::ostream& out, const std::vector<std::string>& cells) {
@@ -50,30 +33,13 @@ void printCsvLine(std::ostream& out, const std::vector<std::string>& cells) {
   out << '\n';
 }
 
-void printCsv(std::ostream& out, const Rows& rows, bool header) {
-  if (header) printCsvLine(out, rows.header);
-  for (const auto& row : rows.rows) printCsvLine(out, row);
-}
-
-std::string jsonObject(const Rows& rows, const std::vector<std::string>& row) {
+std::string jsonObject(const std::vector<std::string>& header, const std::vector<Kind>& kinds,
+                       const std::vector<std::string>& row) {
   std::string text = "{";
-  for (size_t i = 0; i < rows.header.size() && i < row.size(); ++i)
-    text += (i ? ", " : "") + jsonString(rows.header[i]) + ": " +
-            jsonValue(row[i], i < rows.kinds.size() ? rows.kinds[i] : Kind::Text);
+  for (size_t i = 0; i < header.size() && i < row.size(); ++i)
+    text += (i ? ", " : "") + jsonString(header[i]) + ": " +
+            jsonValue(row[i], i < kinds.size() ? kinds[i] : Kind::Text);
   return text + "}";
-}
-
-void printJsonArray(std::ostream& out, const Rows& rows, const std::string& indent) {
-  if (rows.rows.empty()) {
-    out << "[]";
-    return;
-  }
-  out << "[\n";
-  for (size_t i = 0; i < rows.rows.size(); ++i) {
-    out << indent << "  " << jsonObject(rows, rows.rows[i])
-        << (i + 1 < rows.rows.size() ? ",\n" : "\n");
-  }
-  out << indent << "]";
 }
 
 }  // namespace
@@ -162,31 +128,77 @@ std::string jsonValue(const std::string& value, Kind kind) {
   return isWholeNumber(value, kind) ? value : jsonString(value);
 }
 
-void printRows(std::ostream& out, const Rows& rows, const Style& style) {
-  switch (style.format) {
-    // dump prints ini and sql itself; no other command is given them.
-    case Format::Table:
-    case Format::Ini:
-    case Format::Sql:
-      printTable(out, rows, style.header);
-      break;
+RowWriter::RowWriter(std::ostream& out, const Style& style, std::vector<std::string> header,
+                     std::vector<Kind> kinds, bool inSet)
+    : out_(out),
+      style_(style),
+      header_(std::move(header)),
+      kinds_(std::move(kinds)),
+      inSet_(inSet) {
+  if (style_.format == Format::Csv && style_.header) printCsvLine(out_, header_);
+}
+
+void RowWriter::row(const std::vector<std::string>& cells) {
+  ++rows_;
+  switch (style_.format) {
     case Format::Csv:
-      printCsv(out, rows, style.header);
-      break;
+      printCsvLine(out_, cells);
+      return;
     case Format::Json:
-      printJsonArray(out, rows, "");
-      out << '\n';
-      break;
+      out_ << (rows_ == 1 ? "[\n" : ",\n") << (inSet_ ? "    " : "  ")
+           << jsonObject(header_, kinds_, cells);
+      return;
+    default:
+      if (widths_.empty()) {
+        block_.push_back(cells);
+        if (block_.size() == kWidthRows) fixWidths();
+      } else {
+        printAligned(out_, cells, widths_);
+      }
   }
+}
+
+// The widths of the header and of the rows held so far, which then go out.
+void RowWriter::fixWidths() {
+  for (const std::string& name : header_) widths_.push_back(displayWidth(name));
+  for (const auto& row : block_) {
+    for (size_t i = 0; i < row.size() && i < widths_.size(); ++i)
+      widths_[i] = std::max(widths_[i], displayWidth(row[i]));
+  }
+  // A table without columns has no widths to tell that they are fixed.
+  if (widths_.empty()) widths_.push_back(0);
+  if (style_.header) {
+    printAligned(out_, header_, widths_);
+    std::vector<std::string> rule;
+    for (size_t i = 0; i < header_.size(); ++i) rule.push_back(std::string(widths_[i], '-'));
+    printAligned(out_, rule, widths_);
+  }
+  for (const auto& row : block_) printAligned(out_, row, widths_);
+  block_.clear();
+  block_.shrink_to_fit();
+}
+
+void RowWriter::end() {
+  if (style_.format == Format::Json) {
+    out_ << (rows_ == 0 ? "[]" : inSet_ ? "\n  ]" : "\n]") << (inSet_ ? "" : "\n");
+  } else if (style_.format != Format::Csv && widths_.empty()) {
+    fixWidths();
+  }
+}
+
+void printRows(std::ostream& out, const Rows& rows, const Style& style) {
+  RowWriter writer(out, style, rows.header, rows.kinds);
+  for (const auto& row : rows.rows) writer.row(row);
+  writer.end();
 }
 
 void printRecord(std::ostream& out, const Rows& rows, const Style& style) {
   if (rows.rows.empty()) return;
   const std::vector<std::string>& row = rows.rows.front();
   if (style.format == Format::Csv) {
-    printCsv(out, rows, style.header);
+    printRows(out, rows, style);
   } else if (style.format == Format::Json) {
-    out << jsonObject(rows, row) << '\n';
+    out << jsonObject(rows.header, rows.kinds, row) << '\n';
   } else {
     size_t width = 0;
     for (const std::string& name : rows.header) width = std::max(width, displayWidth(name));
@@ -195,23 +207,34 @@ void printRecord(std::ostream& out, const Rows& rows, const Style& style) {
   }
 }
 
-void printNamedRows(std::ostream& out, const std::vector<std::pair<std::string, Rows>>& sets,
-                    const Style& style) {
+void beginNamedSet(std::ostream& out, const Style& style, size_t index, const std::string& name) {
   if (style.format == Format::Json) {
-    out << "{";
-    for (size_t i = 0; i < sets.size(); ++i) {
-      out << (i ? ",\n  " : "\n  ") << jsonString(sets[i].first) << ": ";
-      printJsonArray(out, sets[i].second, "  ");
-    }
-    out << (sets.empty() ? "}\n" : "\n}\n");
+    out << (index ? ",\n  " : "{\n  ") << jsonString(name) << ": ";
     return;
   }
-  for (size_t i = 0; i < sets.size(); ++i) {
-    if (i) out << '\n';
-    out << (style.format == Format::Csv ? "# " : "== ") << sets[i].first
-        << (style.format == Format::Csv ? "\n" : " ==\n");
-    printRows(out, sets[i].second, style);
+  if (index) out << '\n';
+  out << (style.format == Format::Csv ? "# " : "== ") << name
+      << (style.format == Format::Csv ? "\n" : " ==\n");
+}
+
+void endNamedSets(std::ostream& out, const Style& style, size_t count) {
+  if (style.format == Format::Json) out << (count == 0 ? "{}\n" : "\n}\n");
+}
+
+std::string shownText(const std::string& text) {
+  std::string out;
+  for (size_t at = 0, length; at < text.size(); at += length) {
+    length = utf8Length(text, at);
+    if (length != 0) {
+      out.append(text, at, length);
+      continue;
+    }
+    char hex[8];
+    std::snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned char>(text[at]));
+    out += hex;
+    length = 1;
   }
+  return out;
 }
 
 }  // namespace taldb_cli

@@ -1,13 +1,16 @@
 // What the tool checks against a table's schema before the store is called,
 // and how it reads a table directory entry by entry, so that what it prints
 // and counts is what the store can read back whole.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "Cli.h"
 #include "database/SectionList.h"
@@ -214,22 +217,32 @@ int setRecord(CTable& table, const std::string& name, std::string line) {
   return 0;
 }
 
-}  // namespace
-
-std::string recordProblem(CTable& table, const std::string& name, bool whole) {
+// Why an entry is never a record by its name alone, or "".
+std::string nameProblem(const std::string& name) {
   if (TalDB::IsMarkedName(name.c_str()))
     return "a marked name, never a record; 'taldb recover' removes it";
   if (TalDB::IsTempName(name.c_str()))
     return "the temporary file of an interrupted write, never a record; 'taldb check' says "
            "what to do with it";
+  return "";
+}
+
+// Why an entry of that kind ("a directory") is no record.
+std::string kindProblem(const std::string& kind) {
+  return kind + " where only record files belong" +
+         (kind == entryKind(S_IFLNK) ? "; it is never followed" : "");
+}
+
+}  // namespace
+
+std::string recordProblem(CTable& table, const std::string& name, bool whole) {
+  std::string problem = nameProblem(name);
+  if (!problem.empty()) return problem;
   std::string path = joinPath(table.path(), name);
   std::string line, kind;
   bool beyond = false;
-  if (!readFileLine(path, line, kind, whole ? &beyond : nullptr)) {
-    if (kind.empty()) return unreadableRecord(table, path, 8);
-    return kind + " where only record files belong" +
-           (kind == entryKind(S_IFLNK) ? "; it is never followed" : "");
-  }
+  if (!readFileLine(path, line, kind, whole ? &beyond : nullptr))
+    return kind.empty() ? unreadableRecord(table, path, 8) : kindProblem(kind);
   int status = setRecord(table, name, line);
   if (status != 0) return unreadableRecord(table, path, status);
   if (!whole) return "";
@@ -253,32 +266,208 @@ std::string recordProblem(CTable& table, const std::string& name, bool whole) {
   return "";
 }
 
-Listing readRecords(Context& ctx, CTable& table, const char* condition, bool whole) {
-  // A listing is taken between writes, so that a record being rewritten is
-  // neither missed nor reported as unreadable.
-  SettledTable settled(table);
-  std::vector<std::string> names;
-  if (!readDirectory(table.path(), names)) {
-    throw Failure(std::string("list ") + table.name() +
-                  ": failed (status 7): cannot open the table directory " + table.path() + ": " +
-                  std::strerror(errno));
+bool recordNameLess(const std::string& a, const std::string& b) {
+  auto numeric = [](const std::string& s) {
+    size_t start = !s.empty() && s[0] == '-' ? 1 : 0;
+    return s.size() > start && s.size() < 19 &&
+           s.find_first_not_of("0123456789", start) == std::string::npos;
+  };
+  bool na = numeric(a), nb = numeric(b);
+  if (na && nb) return std::stoll(a) < std::stoll(b);
+  if (na != nb) return na;
+  return a < b;
+}
+
+bool EntryNames::read(const std::string& path) {
+  ids_.clear();
+  others_.clear();
+  // Opened as readDirectory opens it, so that what failed is one call whose
+  // errno the caller can report.
+  int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  DIR* dir = fd >= 0 ? fdopendir(fd) : nullptr;
+  if (dir == nullptr) {
+    int error = errno;
+    if (fd >= 0) close(fd);
+    errno = error;
+    return false;
   }
-  Listing listing;
-  listing.rows.header = columnNames(table);
-  for (const std::string& name : names) {
+  while (const struct dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    if (TalDB::IsDotEntry(name)) continue;
+    if (isRecordId(name))
+      ids_.push_back(static_cast<uint32_t>(std::strtoul(name, nullptr, 10)));
+    else
+      others_.push_back(name);
+  }
+  closedir(dir);
+  std::sort(ids_.begin(), ids_.end());
+  // Equal names in record order ("7", "07") keep the order of their text.
+  std::sort(others_.begin(), others_.end());
+  std::stable_sort(others_.begin(), others_.end(), recordNameLess);
+  return true;
+}
+
+bool EntryNames::contains(const std::string& name) const {
+  if (isRecordId(name))
+    return std::binary_search(ids_.begin(), ids_.end(), std::strtoul(name.c_str(), nullptr, 10));
+  auto at = std::lower_bound(others_.begin(), others_.end(), name, recordNameLess);
+  for (; at != others_.end() && !recordNameLess(name, *at); ++at)
+    if (*at == name) return true;
+  return false;
+}
+
+void EntryNames::forEach(const std::function<bool(const std::string&)>& use) const {
+  std::string id;
+  size_t i = 0, j = 0;
+  while (i < ids_.size() || j < others_.size()) {
+    if (i < ids_.size()) id = std::to_string(ids_[i]);
+    if (j < others_.size() && (i == ids_.size() || recordNameLess(others_[j], id))) {
+      if (!use(others_[j++])) return;
+    } else {
+      ++i;
+      if (!use(id)) return;
+    }
+  }
+}
+
+namespace {
+
+// A readable record's values, or an entry that is not one.
+struct Entry {
+  bool skipped = false;
+  std::string line;
+  std::vector<std::string> values;
+};
+
+}  // namespace
+
+bool walkRecords(Context& ctx, CTable& table, const char* condition, bool whole,
+                 const std::function<void(const std::string&)>& skipped, const RecordUse& use) {
+  EntryNames names;
+  {
+    // Listed between writes, so that a record being rewritten is not missed.
+    SettledTable settled(table);
+    if (!names.read(table.path())) return false;
+  }
+  std::vector<Entry> block(kBlockRecords);
+  size_t held = 0;
+  bool going = true;
+  auto giveOut = [&] {
+    for (size_t i = 0; i < held && going; ++i) {
+      if (block[i].skipped)
+        skipped(block[i].line);
+      else
+        going = use(block[i].values);
+    }
+    held = 0;
+  };
+  std::unique_ptr<SettledTable> settled;
+  names.forEach([&](const std::string& name) {
+    // Each record is read between writes, neither missed while it is being
+    // rewritten nor reported as unreadable.
+    if (!settled) settled.reset(new SettledTable(table));
     std::string problem = recordProblem(table, name, whole);
-    if (!problem.empty())
-      listing.skipped.push_back(std::string(table.name()) + "/" + name + ": " + problem);
-    else if (condition == nullptr || table.MatchColumn(condition))
-      listing.rows.rows.push_back(currentValues(table));
-  }
+    Entry& entry = block[held];
+    if (!problem.empty()) {
+      // Deleted since the names were listed: no longer part of the table.
+      if (!pathExists(joinPath(table.path(), name))) return true;
+      entry.skipped = true;
+      entry.line = std::string(table.name()) + "/" + name + ": " + problem;
+      ++held;
+    } else if (condition == nullptr || table.MatchColumn(condition)) {
+      entry.skipped = false;
+      currentValues(table, entry.values);
+      ++held;
+    }
+    if (held == block.size()) {
+      settled.reset();
+      giveOut();
+    }
+    return going;
+  });
+  settled.reset();
+  giveOut();
   ctx.log().clear();
-  return listing;
+  return true;
+}
+
+namespace {
+
+// Names the command that was reading ("count hosts: ...").
+Failure unreadableDirectory(const Context& ctx, const CTable& table) {
+  return Failure(ctx.options().command + " " + table.name() +
+                 ": failed (status 7): cannot open the table directory " + table.path() + ": " +
+                 std::strerror(errno));
+}
+
+}  // namespace
+
+size_t countRecordFiles(Context& ctx, CTable& table, bool named, size_t* other) {
+  SettledTable settled(table);
+  int fd = open(table.path(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  DIR* dir = fd >= 0 ? fdopendir(fd) : nullptr;
+  if (dir == nullptr) {
+    Failure failure = unreadableDirectory(ctx, table);
+    if (fd >= 0) close(fd);
+    throw failure;
+  }
+  size_t count = 0;
+  std::vector<std::pair<std::string, std::string>> skipped;
+  while (const struct dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    if (TalDB::IsDotEntry(name)) continue;
+    std::string problem = nameProblem(name);
+    if (problem.empty()) {
+      // The kind readdir gives, looked at without following a link where
+      // the file system does not give it.
+      unsigned mode = entry->d_type == DT_REG   ? S_IFREG
+                      : entry->d_type == DT_DIR ? S_IFDIR
+                      : entry->d_type == DT_LNK ? S_IFLNK
+                                                : S_IFIFO;
+      struct stat info;
+      if (entry->d_type == DT_UNKNOWN) {
+        if (fstatat(dirfd(dir), name, &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        mode = info.st_mode;
+      }
+      if (S_ISREG(mode)) {
+        ++count;
+        continue;
+      }
+      problem = kindProblem(entryKind(mode));
+    }
+    skipped.emplace_back(name, problem);
+  }
+  closedir(dir);
+  ctx.log().clear();
+  std::sort(skipped.begin(), skipped.end(),
+            [](const auto& a, const auto& b) { return recordNameLess(a.first, b.first); });
+  for (const auto& entry : skipped) {
+    if (named)
+      ctx.err() << "taldb: skipped " << table.name() << "/" << entry.first << ": " << entry.second
+                << "\n";
+  }
+  if (other != nullptr) *other = skipped.size();
+  return count;
+}
+
+size_t listRecords(Context& ctx, CTable& table, const char* condition, const RecordUse& use,
+                   bool named) {
+  size_t count = 0;
+  auto skipped = [&](const std::string& line) {
+    ++count;
+    if (named) ctx.err() << "taldb: skipped " << line << "\n";
+  };
+  if (!walkRecords(ctx, table, condition, false, skipped, use)) throw unreadableDirectory(ctx, table);
+  return count;
 }
 
 void LeftOut::add(const std::vector<std::string>& entries) {
-  for (const std::string& entry : entries) ctx_.err() << "taldb: skipped " << entry << "\n";
-  count_ += entries.size();
+  for (const std::string& entry : entries) add(entry);
+}
+
+void LeftOut::add(const std::string& entry) {
+  ctx_.err() << "taldb: skipped " << entry << "\n";
+  ++count_;
 }
 
 void LeftOut::finish(const std::string& command, const std::string& what) {
@@ -309,17 +498,12 @@ std::vector<CTable*> copiedTables(Context& ctx, LeftOut& leftOut, bool named) {
   return tables;
 }
 
-Rows copiedRows(Context& ctx, CTable& table, LeftOut& leftOut) {
-  try {
-    return recordRows(ctx, table, nullptr, &leftOut);
-  } catch (const Failure&) {
-    leftOut.add({std::string(table.name()) + ": the table directory " + table.path() +
-                 " cannot be read, so the whole table is left out"});
-    Rows rows;
-    rows.header = columnNames(table);
-    rows.kinds = columnKinds(table);
-    return rows;
-  }
+bool copyRecords(Context& ctx, CTable& table, LeftOut& leftOut, const RecordUse& use) {
+  auto skipped = [&](const std::string& line) { leftOut.add(line); };
+  if (walkRecords(ctx, table, nullptr, true, skipped, use)) return true;
+  leftOut.add(std::string(table.name()) + ": the table directory " + table.path() +
+              " cannot be read, so the whole table is left out");
+  return false;
 }
 
 }  // namespace taldb_cli

@@ -38,8 +38,8 @@ const Command kCommands[] = {
      "fails, is killed or loses power leaves no partial database in the way of the next.\n",
      1, 1, kOptRoot | kOptCreate, cmdCreate},
     {"tables", "", "each table with its column count and record count",
-     "Records are counted as 'list' shows them; a table whose directory holds other\n"
-     "entries gets a line on standard error.\n",
+     "Record files are counted as 'count' counts them; a table whose directory holds\n"
+     "other entries gets a line on standard error.\n",
      0, 0, kOptRoot | kOptFormat, cmdTables},
     {"schema", "TABLE", "the columns of a table and their types",
      "The first column holds each record's name, which is its file name.\n", 1, 1,
@@ -55,8 +55,10 @@ const Command kCommands[] = {
      "JSON value.\n",
      2, 3, kOptRoot | kOptFormat, cmdGet},
     {"count", "TABLE", "the number of records of a table",
-     "Counted as 'list' shows them; the entries it skips are named on standard error.\n", 1, 1,
-     kOptRoot, cmdCount},
+     "Record files are counted by name and kind, without reading them; the entries that\n"
+     "are no record files are named on standard error. 'list' names the files that\n"
+     "cannot be read.\n",
+     1, 1, kOptRoot, cmdCount},
     {"add", "TABLE VALUES", "add a record under the next free id and print the id",
      "VALUES are the columns after the first, in schema order: one argument read as a line\n"
      "of CSV ('web01,8080'; a value holding ',' or '\"' is quoted as CSV quotes it, doubling\n"
@@ -96,7 +98,9 @@ const Command kCommands[] = {
     {"drop-table", "TABLE", "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
      kOptRoot, cmdDropTable},
     {"clear", "TABLE", "delete every record of a table",
-     "Entries still there afterwards are named, with exit status 1.\n", 1, 1, kOptRoot, cmdClear},
+     "Entries still there afterwards are named with the system's reason, with exit\n"
+     "status 1.\n",
+     1, 1, kOptRoot, cmdClear},
     {"drop", "--yes", "delete the whole database: every table, record and directory", "", 0, 0,
      kOptRoot | kOptYes, cmdDrop},
     {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table",
@@ -106,7 +110,8 @@ const Command kCommands[] = {
      "read, have too few or too many fields or hold a value longer than 2047 bytes, table\n"
      "directories that cannot be read, record names that\n"
      "are not ids (negative ones among them), values that do not fit their column's type\n"
-     "(as 'add' checks it), schema files that do not load whole, and table directories\n"
+     "(as 'add' checks it), text and names that --format sql refuses, schema files that\n"
+     "do not load whole, and table directories\n"
      "and schema files without each other, and symbolic links, FIFOs and devices in table\n"
      "directories, which it never follows nor opens (repair does not remove a link: remove\n"
      "it by hand), and says of each whether 'taldb repair' fixes it. Exit status 1 when it\n"
@@ -144,8 +149,10 @@ const Command kCommands[] = {
      "'taldb create' reads back into the same database (a backup); it refuses values that\n"
      "would not read back the same. --format sql writes one transaction of CREATE TABLE\n"
      "and INSERT statements that psql and sqlite3 load unchanged (integer, bigint and text\n"
-     "columns); a value that does not fit its column's type, text that is not UTF-8, or a\n"
-     "name the two would not take back the same fails the dump and writes nothing.\n"
+     "columns); a name the two would not take back the same fails the dump and writes\n"
+     "nothing; each value that does not fit its column's type or text that is not UTF-8\n"
+     "is named, its record left out, and the dump ends with ROLLBACK (with --allow-partial:\n"
+     "COMMIT), so that loading it changes nothing.\n"
      "In JSON, values of int and bigint columns that fit their type are numbers, all other\n"
      "values strings, bytes that are not UTF-8 each U+FFFD.\n"
      "A dump is whole or fails: every entry of a table directory that is not a record it\n"
@@ -153,6 +160,7 @@ const Command kCommands[] = {
      "bytes or more than the store reads, a marked or .tmp name, a directory, a symbolic\n"
      "link, which is never followed, a table directory without a schema file) is named on\n"
      "standard error, and once the rest is written the dump exits with status 1.\n"
+     "Records are written as they are read, in id order.\n"
      "--allow-partial takes such a partial dump deliberately: the entries are still named,\n"
      "and the exit status is 0.\n",
      0, 1, kOptRoot | kOptFormat | kOptDumpFormats | kOptPartial, cmdExport},
