@@ -1,5 +1,6 @@
-// How walks read: records opened relative to the walk's own stream, and a
-// listing that meets another process's write in flight.
+// How walks read (records opened relative to the walk's own stream, a
+// listing that meets another process's write in flight), lookups, and copies
+// of a table object.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -11,6 +12,8 @@
 #include <thread>
 
 #include "TableFixture.h"
+
+using TalDB::CTable;
 #include "table/ReadFence.h"
 #include "util/StreamAccess.h"
 
@@ -71,4 +74,54 @@ TEST_F(TableTest, AListingWaitsForAWriterInFlightAtEachFillOfItsStream) {
   done.join();
   EXPECT_EQ(listed, records);
   close(writer);
+}
+
+// Lookups: the codes and log lines a host's own log shows for them.
+TEST_F(TableTest, LookupsByIdAndKey) {
+  lay("1:web01|9000000000| 2:web02|12abc| 3:web03||");
+  char buf[4] = "xyz";
+  long big = -1;
+  int small = -1;
+  EXPECT_EQ(table->GetValStr("1", "name", buf, sizeof buf), 0);
+  EXPECT_STREQ(buf, "web");
+  EXPECT_EQ(table->GetValBigInt("1", "port", big), 0);
+  EXPECT_EQ(big, 9000000000L);
+  EXPECT_EQ(table->GetValInt("2", "port", small), 20);
+  EXPECT_EQ(small, 12);
+  EXPECT_EQ(table->GetValBigInt("port", big), 20);  // by key, on the current record
+  EXPECT_EQ(big, 12);
+  EXPECT_EQ(table->GetValBigInt("3", "port", big), 0);
+  EXPECT_EQ(big, 0);
+  EXPECT_EQ(log_.take(), (Logs{Err(20, "GetDataInt Error: invalid data [12abc]"),
+                               Err(20, "GetDataBigInt Error: invalid data [12abc]")}));
+
+  EXPECT_EQ(table->GetValStr("nope", nullptr, 0), 13);
+  EXPECT_EQ(table->GetValStr("name", nullptr, 0), 20);
+  EXPECT_EQ(table->GetValBigInt("nope", big), 13);
+  EXPECT_EQ(table->GetValInt("1", "nope", small), 13);
+  EXPECT_EQ(table->GetValStr("9", "name", buf, sizeof buf), 12);
+  EXPECT_EQ(log_.take(), (Logs{Info(-1, "can't find column by key [nope]"),
+                               Err(20, "GetDataStr Error: invalid parameter"),
+                               Info(13, "can't find column by key [nope]"),
+                               Info(13, "can't find column by key [nope]")}));
+}
+
+// Copies of a table object share its lock and hold values of their own.
+TEST_F(TableTest, CopiesShareTheLockAndOwnTheirValues) {
+  put("1", "web01|80|");
+  ASSERT_EQ(table->ListRecordsStart(nullptr), 0);
+  auto* copy = new CTable(*table);
+  CTable assigned;
+  assigned = *table;
+  assigned = assigned;
+  EXPECT_EQ(assigned.path(), at("tal/database/hosts"));
+  EXPECT_EQ(copy->ListRecordsNext(nullptr), 12);  // a copy has a stream of its own
+  put("2", "web02|81|");
+  ASSERT_EQ(table->GetValStr("2", "name", nullptr, 0), 20);
+  EXPECT_STREQ(copy->getcolumn("name")->data(), "web01");
+  EXPECT_STREQ(assigned.getcolumn("name")->data(), "web01");
+  // The lock outlives a copy that goes first, and the source stays usable.
+  delete copy;
+  EXPECT_EQ(table->records(), 2);
+  EXPECT_EQ(assigned.records(), 2);
 }

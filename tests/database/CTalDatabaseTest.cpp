@@ -1,0 +1,26 @@
+// The catalogue's writes as a host sees them fail: a schema file that cannot
+// be made, a seed record the table refuses, and null arguments.
+#include <errno.h>
+
+#include "TempRoot.h"
+#include "taldb/taldb.h"
+
+class DatabaseTest : public TempRootTest {};
+
+TEST_F(DatabaseTest, FailuresReturnTheirCodes) {
+  TalDB::CTalDatabase db;
+  ASSERT_EQ(db.open(root_.c_str()), 10);
+  writeFile("d.ini", "[db]\n[a]\nschema = id[int]|v[varchar]\nrec_1 = 1\n[b]\nschema = id[int]\n");
+  // Seeding stops at the record the table refuses, and so does the creation.
+  EXPECT_EQ(db.Create(at("d.ini").c_str(), 1, nullptr), 11);
+  EXPECT_TRUE(exists("tal/schema/a") && !exists("tal/schema/b"));
+  log_.take();
+  fault::failCall(fault::kOpen, EACCES, 1, "tal/schema/denied");
+  EXPECT_EQ(db.createSchemaF("denied", "a[int]"), 4);
+  EXPECT_EQ(log_.take(),
+            (Logs{Err(4, "failed to create schema file: " + at("tal/schema/denied"))}));
+  TalDB::CTable table(root_.c_str(), "a");
+  ASSERT_EQ(table.Open(), 0);
+  EXPECT_EQ(table.safe_save(nullptr, "x|", 2), -1);
+  EXPECT_EQ(table.safe_save(table.path(), nullptr, 2), -1);
+}
