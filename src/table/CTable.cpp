@@ -108,20 +108,6 @@ bool SkipReplaced(GroupEntry* entries, int count) {
   return true;
 }
 
-// Sets the columns from a record line, the first to the record name. Returns
-// how many were set: fewer than all when the line runs out of fields or a
-// value cannot be copied. Nothing set before a failure is undone.
-size_t SetColumns(const std::vector<CColumn*>& columns, const char* name, char* line) {
-  if (columns[0]->SetData(name) != 0) return 0;
-  RecordFields fields(line);
-  size_t set = 1;
-  for (; set < columns.size(); ++set) {
-    const char* value = fields.next();
-    if (value == nullptr || columns[set]->SetData(value) != 0) break;
-  }
-  return set;
-}
-
 }  // namespace
 
 // ---- The object

@@ -137,4 +137,15 @@ int ColumnSpecToSchema(char* spec, TextBuffer& schema) {
   return 0;
 }
 
+size_t SetColumns(const std::vector<CColumn*>& columns, const char* name, char* line) {
+  if (columns[0]->SetData(name) != 0) return 0;
+  RecordFields fields(line);
+  size_t set = 1;
+  for (; set < columns.size(); ++set) {
+    const char* value = fields.next();
+    if (value == nullptr || columns[set]->SetData(value) != 0) break;
+  }
+  return set;
+}
+
 }  // namespace TalDB

@@ -43,6 +43,12 @@ class RecordFields {
   char m_value[kValueLimit];
 };
 
+// Sets the columns from a record line, the first to the record name: how
+// reading splits a record, for the store and the tool alike. Returns how many
+// were set: fewer than all when the line runs out of fields or a value cannot
+// be copied. Nothing set before a failure is undone. Splits the line in place.
+size_t SetColumns(const std::vector<CColumn*>& columns, const char* name, char* line);
+
 // Whether a line is a record as the writers leave it for a table of that many
 // columns: at least one "|"-closed field per column after the first, the
 // last one closed. A table of one column (or none) stores the empty line. A

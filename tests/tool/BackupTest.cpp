@@ -369,24 +369,4 @@ TEST_F(BackupTest, IniDumpIsReadBackBySeedOrRefusedNamingTheRecord) {
   EXPECT_FALSE(exists("copy"));
 }
 
-// The tool reads a record file itself (never through a link), split exactly as the store's own
-// reader splits it: the same records readable, the same values.
-TEST_F(BackupTest, ListingsReadRecordsAsTheStoreReadsThem) {
-  createDatabase();
-  TalDB::CTable store(db_.c_str(), "hosts"), tool(db_.c_str(), "hosts");
-  ASSERT_EQ(store.Open(), 0);
-  ASSERT_EQ(tool.Open(), 0);
-  for (const std::string& content :
-       Names{"a|1|", "a|1", "a||", "|", "", "a", "a|1|x|", "a\n|1|", "a|1|\nb|2|", "\xFF|\r|",
-             std::string("a\0b|1|", 6), std::string(3000, 'x') + "|1|", "||||", " a | 1 |"}) {
-    writeFile(data("hosts/3"), content);
-    int status = store.readRecord("3");
-    std::string problem = taldb_cli::recordProblem(tool, "3");
-    EXPECT_EQ(problem.empty(), status == 0) << content << problem;
-    if (status == 0) {
-      EXPECT_EQ(taldb_cli::currentValues(tool), taldb_cli::currentValues(store)) << content;
-    }
-  }
-}
-
 }  // namespace

@@ -201,20 +201,14 @@ bool readFileLine(const std::string& path, std::string& line, std::string& kind,
 
 namespace {
 
-// The record line of `name` split into the table's columns as the store's
-// readRecord splits it: 0, or 16 for an empty line, too few fields, or a
-// value that could not be kept.
+// The record line of `name` split into the table's columns by the store's
+// own reader: 0, or 16 for an empty line, too few fields, or a value that
+// could not be kept.
 int setRecord(CTable& table, const std::string& name, std::string line) {
   if (line.empty()) return 16;
   const std::vector<CColumn*>& columns = table.columns();
   if (columns.empty()) return 0;
-  if (columns[0]->SetData(name.c_str()) != 0) return 16;
-  TalDB::RecordFields fields(&line[0]);
-  for (size_t i = 1; i < columns.size(); ++i) {
-    const char* value = fields.next();
-    if (value == nullptr || columns[i]->SetData(value) != 0) return 16;
-  }
-  return 0;
+  return TalDB::SetColumns(columns, name.c_str(), &line[0]) == columns.size() ? 0 : 16;
 }
 
 // Why an entry is never a record by its name alone, or "".
