@@ -9,7 +9,7 @@
 #include <map>
 #include <thread>
 
-#include "Cli.h"
+#include "base/Text.h"
 #include "ToolFixture.h"
 #include "table/SchemaSeal.h"
 

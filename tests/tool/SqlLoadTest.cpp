@@ -11,7 +11,7 @@
 
 #include <functional>
 
-#include "CsvReader.h"
+#include "input/CsvReader.h"
 #include "ToolFixture.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "TempRoot.h"
-#include "Tool.h"
+#include "cli/Tool.h"
 
 // A command line (after --root DB, unless noRoot), its exit status, and a text that must occur in
 // its standard output on success (standard error then staying empty), in its standard error else.

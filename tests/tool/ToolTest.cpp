@@ -11,7 +11,8 @@
 #include <map>
 #include <sstream>
 
-#include "Cli.h"
+#include "input/ColumnRules.h"
+#include "output/Rows.h"
 #include "ToolFixture.h"
 #include "table/SchemaSeal.h"
 

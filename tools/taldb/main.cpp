@@ -3,7 +3,7 @@
 // that tests run exactly what a user runs.
 #include <iostream>
 
-#include "Tool.h"
+#include "cli/Tool.h"
 
 int main(int argc, char** argv) {
   return taldb_cli::RunTool(std::vector<std::string>(argv + 1, argv + argc), std::cout, std::cerr);

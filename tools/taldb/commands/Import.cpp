@@ -1,0 +1,365 @@
+// import: the rows of a CSV file added to a table, at the speed of the disk.
+// The file is streamed twice: once to check every row (so that a mistake in
+// its last line leaves the table as it was), once to write the rows in
+// batches through the store's group write, each batch durable before its ids
+// are printed. Memory holds a batch, never the file. An interrupted or failed
+// import says how far it got and how to go on from there.
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "commands/Commands.h"
+#include "input/Arguments.h"
+#include "input/ColumnRules.h"
+#include "input/CsvReader.h"
+#include "input/SchemaChecks.h"
+#include "output/Rows.h"
+#include "session/Context.h"
+#include "session/Files.h"
+#include "session/Records.h"
+#include "session/Writes.h"
+#include "store/Files.h"
+
+namespace taldb_cli {
+
+namespace {
+
+// Rows per group write: large enough that the two flushes of a batch cost
+// little per row, small enough that memory stays a few megabytes.
+constexpr size_t kBatchRows = 2000;
+
+volatile sig_atomic_t g_interrupted = 0;
+void OnInterrupt(int) { g_interrupted = 1; }
+
+// SIGINT and SIGTERM end the import after the batch being written, so that
+// what it reports written is what the disk holds.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    g_interrupted = 0;
+    struct sigaction action = {};
+    action.sa_handler = OnInterrupt;
+    sigaction(SIGINT, &action, &oldInt_);
+    sigaction(SIGTERM, &action, &oldTerm_);
+  }
+  ~InterruptGuard() {
+    sigaction(SIGINT, &oldInt_, nullptr);
+    sigaction(SIGTERM, &oldTerm_, nullptr);
+  }
+
+ private:
+  struct sigaction oldInt_, oldTerm_;
+};
+
+// "20,000"
+std::string thousands(size_t count) {
+  std::string digits = std::to_string(count);
+  for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) digits.insert(at, ",");
+  return digits;
+}
+
+// The input, read once to check and once to write. Standard input is kept in
+// a temporary file as it is checked, since it cannot be read twice.
+class Input {
+ public:
+  Input(Context& ctx, const std::string& file, bool twice) : ctx_(ctx), file_(file) {
+    if (file == "-") {
+      stream_ = &ctx.in();
+      if (twice) spool();
+      return;
+    }
+    open(file);
+  }
+  ~Input() {
+    if (!spooled_.empty()) unlink(spooled_.c_str());
+  }
+  std::istream& stream() { return *stream_; }
+  // Back to the beginning, for the second reading.
+  void rewind() { open(spooled_.empty() ? file_ : spooled_); }
+
+ private:
+  void open(const std::string& path) {
+    owned_.reset(new std::ifstream(path, std::ios::binary));
+    if (!*owned_) throw Failure("import: cannot read " + path + ": " + std::strerror(errno));
+    stream_ = owned_.get();
+  }
+  void spool() {
+    if (!ctx_.keepInput(spooled_)) {
+      std::string why = std::strerror(errno);
+      // Thrown from the constructor, the destructor does not run: the copy
+      // goes first.
+      if (!spooled_.empty()) unlink(spooled_.c_str());
+      throw Failure("import: cannot keep standard input in a temporary file " + spooled_ + ": " +
+                    why);
+    }
+    open(spooled_);
+  }
+
+  Context& ctx_;
+  std::string file_;
+  std::string spooled_;
+  std::istream* stream_ = nullptr;
+  std::unique_ptr<std::ifstream> owned_;
+};
+
+// What the header says: for each cell, the table column it fills.
+std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::string>& columns,
+                               bool put, const std::string& source) {
+  std::vector<int> map;
+  for (const std::string& name : header.cells) {
+    int found = -1;
+    for (size_t i = 0; i < columns.size(); ++i)
+      if (columns[i] == name) found = static_cast<int>(i);
+    std::string where =
+        source + " line " + std::to_string(header.line) + ": column " + quoted(name);
+    if (found < 0) throw UsageError(where + " is not a column of the table");
+    for (size_t i = 0; i < map.size(); ++i)
+      if (header.cells[i] == name) throw UsageError(where + " is named twice");
+    // Ids are allocated unless --put keeps them: a column of ids would be
+    // dropped without a word.
+    if (found == 0 && !put)
+      throw UsageError(where + " holds the records' ids: add --put to keep them, or leave it out");
+    map.push_back(found);
+  }
+  if (put && std::find(map.begin(), map.end(), 0) == map.end())
+    throw UsageError(source + " line " + std::to_string(header.line) +
+                     ": with --put the header must name the first column, " + quoted(columns[0]) +
+                     ", which holds the ids");
+  return map;
+}
+
+class Importer {
+ public:
+  Importer(Context& ctx, TalDB::CTable& table, const std::string& file)
+      : ctx_(ctx), table_(table), source_(file == "-" ? "standard input" : file) {
+    for (const TalDB::CColumn* column : table.columns()) columns_.push_back(column->name());
+    put_ = ctx.options().put;
+    const std::string& from = ctx.options().fromLine;
+    fromLine_ = from.empty() ? 0 : static_cast<size_t>(parseInteger(from, "--from-line"));
+    progress_ =
+        !ctx.options().quiet && ctx.err().rdbuf() == std::cerr.rdbuf() && isatty(STDERR_FILENO);
+  }
+
+  // Reads the header and checks every row to be written; returns how many.
+  size_t check(std::istream& in) {
+    CsvReader reader(in, source_);
+    size_t rows = 0;
+    readHeader(reader);
+    while (const CsvRow* row = reader.next()) {
+      if (row->line < fromLine_) continue;
+      valuesOf(*row);
+      ++rows;
+    }
+    return rows;
+  }
+
+  // Writes the rows in batches; total is what the check counted (0 unknown).
+  void write(std::istream& in, size_t total, bool checkedAll) {
+    CsvReader reader(in, source_);
+    readHeader(reader);
+    total_ = total;
+    filled_ = 0;
+    start_ = std::chrono::steady_clock::now();
+    InterruptGuard interrupts;
+    std::vector<std::string> texts, names;
+    std::vector<size_t> lines;
+    while (const CsvRow* row = reader.next()) {
+      if (row->line < fromLine_) continue;
+      std::vector<std::string> values;
+      try {
+        values = valuesOf(*row);
+      } catch (const UsageError& error) {
+        // Met only without the check of the whole file first.
+        if (checkedAll) throw;
+        stop(error.what());
+      }
+      if (std::any_of(values.begin(), values.end(), holdsComma)) {
+        // No record text carries a comma: the row is written alone, through
+        // the columns, once the rows before it are written, so that a later
+        // row of the same id still replaces an earlier one.
+        while (!texts.empty()) writeBatch(texts, lines, names);
+        writeAlone(values, row->line);
+      } else {
+        texts.push_back(recordText({values.begin() + (put_ ? 0 : 1), values.end()}));
+        lines.push_back(row->line);
+        if (put_) names.push_back(values[0]);
+        if (texts.size() == kBatchRows || (put_ && repeats(names))) writeBatch(texts, lines, names);
+      }
+      if (g_interrupted) stop("interrupted");
+    }
+    writeBatch(texts, lines, names);
+    if (progress_) ctx_.err() << "\r\033[K";
+    if (written_ > 0) {
+      ctx_.wrote("import " + std::string(table_.name()) + " (" + source_ + "): " +
+                 plural(written_, "record was", "records were") + " written, the last from line " +
+                 thousands(lastLine_) + "; 'taldb list " + table_.name() + "' shows their ids");
+    }
+    ctx_.note() << "imported " << plural(written_, "record", "records") << " into " << table_.name()
+                << " from " << source_
+                << (put_ ? " (" + std::to_string(added_) + " added, " + std::to_string(replaced_) +
+                               " replaced)"
+                         : "")
+                << (filled_ ? "; " + plural(filled_, "row", "rows") +
+                                  " left trailing cells out, filled empty"
+                            : "")
+                << "\n";
+  }
+
+ private:
+  void readHeader(CsvReader& reader) {
+    const CsvRow* header = reader.next();
+    if (header == nullptr)
+      throw UsageError(source_ + " is empty: its first line must name columns");
+    map_ = headerColumns(*header, columns_, put_, source_);
+  }
+
+  // The values of a row, one per column in schema order (the first empty
+  // unless --put keeps the ids), as they will be stored, every one checked as
+  // add and put check it.
+  std::vector<std::string> valuesOf(const CsvRow& row) {
+    try {
+      if (row.cells.size() > map_.size()) {
+        throw UsageError(plural(row.cells.size(), "cell", "cells") + " where the header has " +
+                         std::to_string(map_.size()));
+      }
+      // A row may leave trailing cells out, as spreadsheets write them: they
+      // are empty.
+      filled_ += row.cells.size() < map_.size();
+      std::vector<std::string> values(columns_.size());
+      for (size_t i = 0; i < row.cells.size(); ++i) {
+        checkFieldValue(row.cells[i]);
+        values[map_[i]] = row.cells[i];
+      }
+      if (put_) values[0] = std::to_string(parseRecordId(values[0]));
+      std::vector<std::string> stored = recordValues(
+          table_, {values.begin() + (put_ ? 0 : 1), values.end()}, put_, ctx_.options().trim);
+      if (!put_) stored.insert(stored.begin(), "");
+      return stored;
+    } catch (const UsageError& error) {
+      throw UsageError(source_ + " line " + std::to_string(row.line) + ": " + error.what());
+    }
+  }
+
+  // One row written through the columns, on disk before its id is printed.
+  void writeAlone(const std::vector<std::string>& values, size_t line) {
+    if (put_) ++(pathExists(joinPath(table_.path(), values[0])) ? replaced_ : added_);
+    int id = 0;
+    try {
+      id = writeThroughColumns(ctx_, table_, values, !put_, "line " + std::to_string(line));
+    } catch (const Failure& failure) {
+      stop(failure.what());
+    }
+    ctx_.out() << id << "\n";
+    ctx_.out().flush();
+    ++written_;
+    lastLine_ = line;
+    showProgress();
+  }
+
+  // Whether the last id of the batch is in it already: the batch is written
+  // first, so that the later row replaces the earlier one on disk too.
+  static bool repeats(std::vector<std::string>& names) {
+    return std::find(names.begin(), names.end() - 1, names.back()) != names.end() - 1;
+  }
+
+  void writeBatch(std::vector<std::string>& texts, std::vector<size_t>& lines,
+                  std::vector<std::string>& names) {
+    // A repeated id waits for the next batch.
+    std::string carriedText, carriedName;
+    size_t carriedLine = 0;
+    bool carry = put_ && !names.empty() && repeats(names);
+    if (carry) {
+      carriedText = texts.back(), carriedName = names.back(), carriedLine = lines.back();
+      texts.pop_back(), names.pop_back(), lines.pop_back();
+    }
+    if (!texts.empty()) {
+      for (const std::string& name : names)
+        ++(pathExists(joinPath(table_.path(), name)) ? replaced_ : added_);
+      std::vector<const char*> pointers;
+      for (const std::string& text : texts) pointers.push_back(text.c_str());
+      std::vector<int> ids(texts.size());
+      int done = 0;
+      int status = table_.addRecords(pointers.data(), static_cast<int>(pointers.size()), ids.data(),
+                                     !put_, &done);
+      for (int i = 0; i < done; ++i) ctx_.out() << ids[i] << "\n";
+      // Each batch's ids are out as soon as the batch is on disk.
+      ctx_.out().flush();
+      written_ += done;
+      if (done > 0) lastLine_ = lines[done - 1];
+      if (status != 0) {
+        stop("failed (status " + std::to_string(status) + "): " + ctx_.log().explain(status));
+      }
+      showProgress();
+    }
+    texts.clear(), lines.clear(), names.clear();
+    if (carry)
+      texts.push_back(carriedText), names.push_back(carriedName), lines.push_back(carriedLine);
+  }
+
+  void showProgress() {
+    if (!progress_) return;
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    double rate = seconds > 0 ? written_ / seconds : 0;
+    ctx_.err() << "\r\033[K" << thousands(written_);
+    if (total_ > 0) ctx_.err() << " of " << thousands(total_);
+    ctx_.err() << " rows, " << thousands(static_cast<size_t>(rate)) << " rows/s";
+    if (total_ > written_ && rate > 0)
+      ctx_.err() << ", " << static_cast<long>((total_ - written_) / rate + 0.5) << " s left";
+    ctx_.err().flush();
+  }
+
+  // Ends the import with how far it got and how to go on.
+  [[noreturn]] void stop(const std::string& why) {
+    if (progress_) ctx_.err() << "\r\033[K";
+    std::string message = "import " + std::string(table_.name()) + " (" + source_ +
+                          "): " + thousands(written_) +
+                          (total_ > 0 ? " of " + thousands(total_) : "") + " rows written";
+    if (written_ == 0) throw Failure(message + ": " + why);
+    throw Failure(message + ", the last from line " + thousands(lastLine_) +
+                  "; rows after it not written: " + why + "; add --from-line " +
+                  std::to_string(lastLine_ + 1) + " to go on from there");
+  }
+
+  Context& ctx_;
+  TalDB::CTable& table_;
+  std::string source_;
+  std::vector<std::string> columns_;
+  std::vector<int> map_;
+  bool put_ = false;
+  bool progress_ = false;
+  size_t fromLine_ = 0;
+  size_t total_ = 0, written_ = 0, lastLine_ = 0, filled_ = 0, added_ = 0, replaced_ = 0;
+  std::chrono::steady_clock::time_point start_;
+};
+
+}  // namespace
+
+int cmdImport(Context& ctx) {
+  TalDB::CTable& table = tableToWrite(ctx);
+  // --batch-check checks each batch just before writing it, in one reading:
+  // a mistake then ends the import where it stands, with the rows before it
+  // written, as an interruption does.
+  bool checkFirst = !ctx.options().batchCheck;
+  Input input(ctx, ctx.arg(1), checkFirst);
+  Importer importer(ctx, table, ctx.arg(1));
+  size_t total = 0;
+  if (checkFirst) {
+    total = importer.check(input.stream());
+    input.rewind();
+  }
+  importer.write(input.stream(), total, checkFirst);
+  return kExitOk;
+}
+
+}  // namespace taldb_cli

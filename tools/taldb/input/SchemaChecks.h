@@ -1,0 +1,29 @@
+// The checks of what a command would write against a table's schema, with
+// the store's own splitting, so that nothing is written that would not read
+// back whole. UsageErrors.
+#ifndef TALDB_TOOL_INPUT_SCHEMACHECKS_H
+#define TALDB_TOOL_INPUT_SCHEMACHECKS_H
+
+#include <taldb/taldb.h>
+
+#include <string>
+
+namespace taldb_cli {
+
+// A value for a column: no "|", and not longer than the store keeps. The
+// message starts with where and names the column.
+void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
+                      const std::string& value);
+// The record text given to addRecord: one value per column (the id first when
+// idFirst, else the columns after the first), each checked.
+void checkRecordValues(const TalDB::CTable& table, const std::string& text, bool idFirst);
+// The seed records of every table of a description file, before create.
+void checkDescriptionRecords(const std::string& file);
+// A condition (kind "condition") or an assignment list (kind "assignment"):
+// complete COLUMN=VALUE terms naming columns of the table; an assignment may
+// not change the first column.
+void checkTerms(TalDB::CTable& table, const std::string& text, const char* kind);
+
+}  // namespace taldb_cli
+
+#endif  // TALDB_TOOL_INPUT_SCHEMACHECKS_H
