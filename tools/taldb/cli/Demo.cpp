@@ -11,8 +11,9 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
+#include "cli/Registry.h"
 #include "cli/Tool.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "output/Rows.h"
 #include "session/Context.h"
 #include "session/Files.h"
@@ -159,7 +160,7 @@ class Demo {
 
 }  // namespace
 
-int cmdDemo(Context& ctx) {
+static int cmdDemo(Context& ctx) {
   std::string description = findDescription(ctx.options().description);
   std::string root = ctx.args().empty() ? makeTemporaryRoot() : ctx.arg(0);
   struct stat info;
@@ -167,5 +168,12 @@ int cmdDemo(Context& ctx) {
     throw Failure("demo: " + root + " holds a database already; give a fresh directory");
   return Demo(ctx, root).run(description);
 }
+
+extern const Command kDemoCommand;
+const Command kDemoCommand = {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
+     "Creates a database from the example description file in a new temporary directory\n"
+     "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
+     "updates and deletes a record and recovers a leftover, printing each step.\n",
+     0, 1, kOptDescription, cmdDemo};
 
 }  // namespace taldb_cli

@@ -42,7 +42,7 @@
 #include "base/Errors.h"
 #include "base/StopSignals.h"
 #include "base/Text.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
 #include "input/InputFile.h"
@@ -623,7 +623,7 @@ std::string readMarker(const std::string& path) {
 
 }  // namespace
 
-int cmdBackup(Context& ctx) {
+static int cmdBackup(Context& ctx) {
   std::string file = ctx.arg(0);
   LeftOut leftOut(ctx);
   std::vector<CTable*> tables = copiedTables(ctx, leftOut, false);
@@ -667,7 +667,7 @@ int cmdBackup(Context& ctx) {
   return kExitOk;
 }
 
-int cmdRestore(Context& ctx) {
+static int cmdRestore(Context& ctx) {
   int status = ctx.openRoot();
   std::string root = ctx.db().path();
   std::string marker = joinPath(root, kMarker);
@@ -781,5 +781,35 @@ int cmdRestore(Context& ctx) {
              << "\n";
   return kExitOk;
 }
+
+extern const Command kBackupCommand;
+const Command kBackupCommand = {"backup", "FILE|- [--allow-partial]", "write the whole database into one backup file",
+     "Every table's schema line and every record, each value exactly as its record file\n"
+     "holds it (commas, blanks at either end, an empty last value, '{{$talid}}', bytes that\n"
+     "are not UTF-8), into FILE, or to standard output with '-'. The file is text, one line\n"
+     "per table and per record; see taldb(1) for its format. Entries that no backup can\n"
+     "carry are named as for 'dump'; then the backup fails with status 1 and FILE is not\n"
+     "written. With --allow-partial it is written all the same, its last line saying how\n"
+     "many entries it left out, and 'restore' takes it only with --allow-partial too.\n"
+     "A regular FILE (or the file a symbolic link leads to, the link staying) is written\n"
+     "whole and flushed under a temporary name, then renamed into place; a FIFO or a\n"
+     "character device is written in place, never replaced; anything else is refused.\n"
+     "Ctrl-C leaves no partial file; the summary comes only once FILE is written.\n",
+     1, 1, kOptRoot | kOptPartial, cmdBackup};
+
+extern const Command kRestoreCommand;
+const Command kRestoreCommand = {"restore", "FILE|- [--allow-partial]", "make the database of a backup file under a new root",
+     "The root (--root, --config or TALDB_ROOT) must not hold a database yet, unless a\n"
+     "restore of the same backup stopped there (see below). The whole file\n"
+     "is read and checked first (its header, every line, every value, the counts on its\n"
+     "last line), and a problem is named with its line before anything is written. Then\n"
+     "the tables are made and the records written, every value as the backup holds it.\n"
+     "A backup that says it left entries out is restored only with --allow-partial.\n"
+     "FILE may be '-', a pipe, a process substitution or a FIFO: it is read once, kept in\n"
+     "a temporary file. On a terminal a progress line shows on standard error (not with\n"
+     "-q). A restore that fails or is interrupted says how far it got; while it writes,\n"
+     "the file taldb-restore-under-way in the root names the backup, and the same restore\n"
+     "run again goes on where it stopped. 'taldb drop --yes' starts over instead.\n",
+     1, 1, kOptRoot | kOptPartial, cmdRestore};
 
 }  // namespace taldb_cli

@@ -13,7 +13,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
 #include "input/SchemaChecks.h"
@@ -290,7 +290,7 @@ class Inspector {
 
 }  // namespace
 
-int cmdCheck(Context& ctx) {
+static int cmdCheck(Context& ctx) {
   std::string root = ctx.rootPath();
   std::string unreadable = unreadableRoot(root);
   if (!unreadable.empty()) throw Failure(unreadable);
@@ -304,5 +304,19 @@ int cmdCheck(Context& ctx) {
   ctx.out() << plural(findings, "problem", "problems") << " found under " << root << "\n";
   return kExitFailed;
 }
+
+extern const Command kCheckCommand;
+const Command kCheckCommand = {"check", "", "report problems on disk without changing anything",
+     "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
+     "read, have too few or too many fields or hold a value longer than 2047 bytes, table\n"
+     "directories that cannot be read, record names that\n"
+     "are not ids (negative ones among them), values that do not fit their column's type\n"
+     "(as 'add' checks it), text and names that --format sql refuses, schema files that\n"
+     "do not load whole, and table directories\n"
+     "and schema files without each other, and symbolic links, FIFOs and devices in table\n"
+     "directories, which it never follows nor opens (repair does not remove a link: remove\n"
+     "it by hand), and says of each whether 'taldb repair' fixes it. Exit status 1 when it\n"
+     "finds any.\n",
+     0, 0, kOptRoot, cmdCheck};
 
 }  // namespace taldb_cli

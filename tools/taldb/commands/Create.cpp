@@ -8,7 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
 #include "input/SchemaChecks.h"
@@ -42,7 +42,7 @@ void checkDescriptionTables(Context& ctx, const std::string& file) {
 
 }  // namespace
 
-int cmdCreate(Context& ctx) {
+static int cmdCreate(Context& ctx) {
   const Options& options = ctx.options();
   std::string description = ctx.arg(0);
   int id = options.id.empty() ? 1 : parseInteger(options.id, "id");
@@ -63,5 +63,17 @@ int cmdCreate(Context& ctx) {
              << (names.empty() ? "" : ":") << names << "\n";
   return kExitOk;
 }
+
+extern const Command kCreateCommand;
+const Command kCreateCommand = {"create", "DESCRIPTION.ini [--id N] [--host TEXT]",
+     "create a database from a description file, then open it",
+     "Every section after the first of the description file is a table: its 'schema' key\n"
+     "lists the columns and its keys rec_1, rec_2, ... are seed records. In them\n"
+     "{{$talid}} becomes the --id number (default 1) and {{$talhost}} the --host text\n"
+     "(default 127.0.0.1). Refused when a database exists already under the root. Seed\n"
+     "records are checked against their schema before anything is made. The database is\n"
+     "built under a hidden name in the root and moved into place whole, so a create that\n"
+     "fails, is killed or loses power leaves no partial database in the way of the next.\n",
+     1, 1, kOptRoot | kOptCreate, cmdCreate};
 
 }  // namespace taldb_cli

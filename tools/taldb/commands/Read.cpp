@@ -8,7 +8,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
 #include "input/SchemaChecks.h"
@@ -25,7 +25,7 @@ namespace taldb_cli {
 using TalDB::CColumn;
 using TalDB::CTable;
 
-int cmdTables(Context& ctx) {
+static int cmdTables(Context& ctx) {
   ctx.openDatabase();
   Rows rows;
   rows.header = {"table", "columns", "records"};
@@ -57,7 +57,7 @@ int cmdTables(Context& ctx) {
   return kExitOk;
 }
 
-int cmdSchema(Context& ctx) {
+static int cmdSchema(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   Rows rows;
   rows.header = {"position", "column", "type"};
@@ -69,7 +69,7 @@ int cmdSchema(Context& ctx) {
   return kExitOk;
 }
 
-int cmdList(Context& ctx) {
+static int cmdList(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   bool filtered = ctx.args().size() > 1;
   std::string condition = ctx.arg(1);
@@ -87,7 +87,7 @@ int cmdList(Context& ctx) {
   return kExitOk;
 }
 
-int cmdGet(Context& ctx) {
+static int cmdGet(Context& ctx) {
   std::string name;
   CTable& table = ctx.table(ctx.arg(0));
   {
@@ -114,10 +114,42 @@ int cmdGet(Context& ctx) {
   throw Failure(action(ctx) + ": table " + table.name() + " has no column " + quoted(ctx.arg(2)));
 }
 
-int cmdCount(Context& ctx) {
+static int cmdCount(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   ctx.out() << countRecordFiles(ctx, table, true) << "\n";
   return kExitOk;
 }
+
+extern const Command kTablesCommand;
+const Command kTablesCommand = {"tables", "", "each table with its column count and record count",
+     "Record files are counted as 'count' counts them; a table whose directory holds\n"
+     "other entries gets a line on standard error.\n",
+     0, 0, kOptRoot | kOptFormat, cmdTables};
+
+extern const Command kSchemaCommand;
+const Command kSchemaCommand = {"schema", "TABLE", "the columns of a table and their types",
+     "The first column holds each record's name, which is its file name.\n", 1, 1,
+     kOptRoot | kOptFormat, cmdSchema};
+
+extern const Command kListCommand;
+const Command kListCommand = {"list", "TABLE [CONDITION]", "the records of a table, or those matching a condition",
+     "A condition is COLUMN=VALUE terms joined by ',', all of which must hold, compared\n"
+     "as exact text: 'port=8080,name=web01'. Every term must name a column of the table.\n"
+     "Entries of the table directory that are not readable records (directories, marked\n"
+     "names, .tmp leftovers, unreadable or short files) are named on standard error.\n",
+     1, 2, kOptRoot | kOptFormat, cmdList};
+
+extern const Command kGetCommand;
+const Command kGetCommand = {"get", "TABLE ID [COLUMN]", "one record, or one of its values",
+     "With COLUMN only the value is printed, as it is stored; with --format json as a\n"
+     "JSON value.\n",
+     2, 3, kOptRoot | kOptFormat, cmdGet};
+
+extern const Command kCountCommand;
+const Command kCountCommand = {"count", "TABLE", "the number of records of a table",
+     "Record files are counted by name and kind, without reading them; the entries that\n"
+     "are no record files are named on standard error. 'list' names the files that\n"
+     "cannot be read.\n",
+     1, 1, kOptRoot, cmdCount};
 
 }  // namespace taldb_cli

@@ -5,7 +5,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "gux.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
@@ -102,7 +102,7 @@ void repairDatabase(Context& ctx, Tally& tally, bool dryRun) {
 
 }  // namespace
 
-int cmdRepair(Context& ctx) {
+static int cmdRepair(Context& ctx) {
   Tally tally;
   if (ctx.args().empty()) repairDatabase(ctx, tally, ctx.options().dryRun);
   if (ctx.args().empty() && !ctx.options().dryRun) repairUnopened(ctx, tally);
@@ -135,5 +135,15 @@ int cmdRepair(Context& ctx) {
   }
   return kExitOk;
 }
+
+extern const Command kRepairCommand;
+const Command kRepairCommand = {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
+     "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
+     "N is missing is renamed into place; one beside its record N is removed (that write\n"
+     "never completed); one that is not a whole record is left for you to inspect; marked\n"
+     "names are removed as 'recover' removes them. Each file is printed with what was done.\n"
+     "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
+     "stop, before the host starts writing again.\n",
+     0, 1, kOptRoot | kOptDryRun, cmdRepair};
 
 }  // namespace taldb_cli

@@ -9,7 +9,7 @@
 
 #include "base/Errors.h"
 #include "base/Text.h"
-#include "commands/Commands.h"
+#include "commands/Command.h"
 #include "gux.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
@@ -63,7 +63,7 @@ void addTableWithBigint(Context& ctx, const std::string& name, const ColumnSpec&
 
 }  // namespace
 
-int cmdAddTable(Context& ctx) {
+static int cmdAddTable(Context& ctx) {
   std::string name = ctx.arg(0);
   checkTableName(name);
   ColumnSpec spec = parseColumnSpec(argsFrom(ctx, 1));
@@ -105,7 +105,7 @@ void requireReadableDirectory(const std::string& what, const CTable& table) {
 
 }  // namespace
 
-int cmdDropTable(Context& ctx) {
+static int cmdDropTable(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   std::string name = table.name();
   requireReadableDirectory(action(ctx), table);
@@ -114,7 +114,7 @@ int cmdDropTable(Context& ctx) {
   return kExitOk;
 }
 
-int cmdClear(Context& ctx) {
+static int cmdClear(Context& ctx) {
   CTable& table = ctx.table(ctx.arg(0));
   requireReadableDirectory(action(ctx), table);
   EntryNames before, after;
@@ -161,7 +161,7 @@ int cmdClear(Context& ctx) {
   return kExitOk;
 }
 
-int cmdDrop(Context& ctx) {
+static int cmdDrop(Context& ctx) {
   if (!ctx.options().yes) {
     throw UsageError("drop deletes every table and record of the database; add --yes to confirm");
   }
@@ -224,7 +224,7 @@ std::string recoverStop(Context& ctx, int status) {
 
 }  // namespace
 
-int cmdRecover(Context& ctx) {
+static int cmdRecover(Context& ctx) {
   ctx.openDatabase();
   std::vector<std::pair<CTable*, std::string>> marked;
   for (CTable* table : sortedTables(ctx.db())) {
@@ -247,5 +247,29 @@ int cmdRecover(Context& ctx) {
              << plural(removed, "marked entry", "marked entries") << " removed\n";
   return kExitOk;
 }
+
+extern const Command kAddTableCommand;
+const Command kAddTableCommand = {"add-table", "TABLE COLUMN-SPEC", "add a table, e.g. 'id(int), name(varchar)'",
+     "Each column is NAME(TYPE), the name without blanks and given once, the type int\n"
+     "(32-bit), bigint (64-bit) or varchar (text). The first column holds the ids.\n",
+     2, kMany, kOptRoot, cmdAddTable};
+
+extern const Command kDropTableCommand;
+const Command kDropTableCommand = {"drop-table", "TABLE", "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
+     kOptRoot, cmdDropTable};
+
+extern const Command kClearCommand;
+const Command kClearCommand = {"clear", "TABLE", "delete every record of a table",
+     "Entries still there afterwards are named with the system's reason, with exit\n"
+     "status 1.\n",
+     1, 1, kOptRoot, cmdClear};
+
+extern const Command kDropCommand;
+const Command kDropCommand = {"drop", "--yes", "delete the whole database: every table, record and directory", "", 0, 0,
+     kOptRoot | kOptYes, cmdDrop};
+
+extern const Command kRecoverCommand;
+const Command kRecoverCommand = {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table",
+     "Recovery stops at a table without a directory and names it.\n", 0, 0, kOptRoot, cmdRecover};
 
 }  // namespace taldb_cli
