@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "base/Errors.h"
+#include "base/TemporaryFile.h"
 #include "base/Text.h"
 #include "cli/Registry.h"
 #include "cli/Tool.h"
@@ -55,9 +56,7 @@ std::string findDescription(const std::string& given) {
 }
 
 std::string makeTemporaryRoot() {
-  const char* base = std::getenv("TMPDIR");
-  std::string pattern =
-      std::string(base != nullptr && *base ? base : "/tmp") + "/taldb-demo-XXXXXX";
+  std::string pattern = temporaryPattern("demo");
   if (mkdtemp(&pattern[0]) == nullptr)
     throw Failure("demo: cannot make a temporary directory: " + std::string(std::strerror(errno)));
   return pattern;
@@ -170,10 +169,16 @@ static int cmdDemo(Context& ctx) {
 }
 
 extern const Command kDemoCommand;
-const Command kDemoCommand = {"demo", "[DIR] [--description FILE]", "show the whole system on a fresh database",
-     "Creates a database from the example description file in a new temporary directory\n"
-     "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
-     "updates and deletes a record and recovers a leftover, printing each step.\n",
-     0, 1, kOptDescription, cmdDemo};
+const Command kDemoCommand = {
+    "demo",
+    "[DIR] [--description FILE]",
+    "show the whole system on a fresh database",
+    "Creates a database from the example description file in a new temporary directory\n"
+    "(or in DIR, which must not hold a database), shows its tables and records, then adds,\n"
+    "updates and deletes a record and recovers a leftover, printing each step.\n",
+    0,
+    1,
+    kOptDescription,
+    cmdDemo};
 
 }  // namespace taldb_cli

@@ -8,29 +8,11 @@ namespace taldb_cli {
 namespace {
 
 const Command* const kCommands[] = {
-    &kCreateCommand,
-    &kTablesCommand,
-    &kSchemaCommand,
-    &kListCommand,
-    &kGetCommand,
-    &kCountCommand,
-    &kAddCommand,
-    &kPutCommand,
-    &kUpdateCommand,
-    &kDeleteCommand,
-    &kSeedCommand,
-    &kAddTableCommand,
-    &kDropTableCommand,
-    &kClearCommand,
-    &kDropCommand,
-    &kRecoverCommand,
-    &kCheckCommand,
-    &kRepairCommand,
-    &kImportCommand,
-    &kDumpCommand,
-    &kBackupCommand,
-    &kRestoreCommand,
-    &kDemoCommand,
+    &kCreateCommand,  &kTablesCommand,   &kSchemaCommand,    &kListCommand,   &kGetCommand,
+    &kCountCommand,   &kAddCommand,      &kPutCommand,       &kUpdateCommand, &kDeleteCommand,
+    &kSeedCommand,    &kAddTableCommand, &kDropTableCommand, &kClearCommand,  &kDropCommand,
+    &kRecoverCommand, &kCheckCommand,    &kRepairCommand,    &kImportCommand, &kDumpCommand,
+    &kBackupCommand,  &kRestoreCommand,  &kDemoCommand,
 };
 
 }  // namespace

@@ -3,6 +3,11 @@
 // statuses.
 #include "cli/Tool.h"
 
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "cli/Registry.h"
@@ -11,15 +16,9 @@
 #include "session/Files.h"
 #include "session/Records.h"
 
-#include <cctype>
-#include <cerrno>
-#include <cstring>
-#include <iostream>
-
 namespace taldb_cli {
 
 namespace {
-
 
 void printToolHelp(std::ostream& out) {
   out << "Usage: taldb [--root DIR | --config FILE] [-v | -q] COMMAND [ARGS...]\n"

@@ -41,6 +41,7 @@
 
 #include "base/Errors.h"
 #include "base/StopSignals.h"
+#include "base/TemporaryFile.h"
 #include "base/Text.h"
 #include "commands/Command.h"
 #include "input/Arguments.h"
@@ -52,6 +53,7 @@
 #include "session/Context.h"
 #include "session/Files.h"
 #include "session/Records.h"
+#include "session/Writes.h"
 #include "store/Files.h"
 #include "store/Records.h"
 #include "taldb/CUtils.h"
@@ -394,34 +396,6 @@ bool readsBackWhole(const std::string& text) {
   return copy.c_str() == text && text.find('\n') == std::string::npos;
 }
 
-// A temporary description file that holds text, removed with the object.
-class TemporaryDescription {
- public:
-  explicit TemporaryDescription(const std::string& text) {
-    const char* dir = std::getenv("TMPDIR");
-    path_ = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-restore-XXXXXX";
-    int fd = mkstemp(&path_[0]);
-    ssize_t wrote = fd >= 0 ? ::write(fd, text.data(), text.size()) : -1;
-    int error = wrote >= 0 ? ENOSPC : errno;
-    if (fd >= 0 && close(fd) != 0 && wrote == static_cast<ssize_t>(text.size())) {
-      error = errno;
-      wrote = -1;
-    }
-    if (wrote != static_cast<ssize_t>(text.size())) {
-      if (fd >= 0) unlink(path_.c_str());
-      throw Failure("restore: cannot write a temporary file " + path_ + ": " +
-                    std::strerror(error));
-    }
-  }
-  ~TemporaryDescription() { unlink(path_.c_str()); }
-  TemporaryDescription(const TemporaryDescription&) = delete;
-  TemporaryDescription& operator=(const TemporaryDescription&) = delete;
-  const char* path() const { return path_.c_str(); }
-
- private:
-  std::string path_;
-};
-
 // An argument as a shell reads it back.
 std::string shellWord(const std::string& word) {
   if (!word.empty() && word.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
@@ -515,8 +489,7 @@ class Restorer {
       ctx_.require(db_.AddTable(name.c_str(), spec.c_str()), action);
     } else if (readsBackWhole(name) && readsBackWhole(schema) &&
                schema.size() < TalDB::kValueLimit) {
-      TemporaryDescription description("[" + name + "]\nschema = " + schema + "\n");
-      ctx_.require(db_.CheckAddTable(name.c_str(), description.path()), action);
+      addTableFromSchema(ctx_, db_, name, schema, action);
     } else {
       ctx_.require(db_.createSchemaF(name.c_str(), schema.c_str()), action);
       ctx_.require(db_.createTableF(name.c_str()), action);
@@ -723,7 +696,8 @@ static int cmdRestore(Context& ctx) {
       // An empty database first, then its tables: the store lays down the
       // directories of a description file without tables.
       {
-        TemporaryDescription empty("[database]\n; an empty database, which restore fills\n");
+        TemporaryFile empty("restore", "[database]\n; an empty database, which restore fills\n",
+                            "restore");
         ctx.require(ctx.db().Create(empty.path(), 1, nullptr), "restore: create " + root);
       }
       ctx.require(ctx.db().open(), "restore: open " + root);
@@ -783,33 +757,45 @@ static int cmdRestore(Context& ctx) {
 }
 
 extern const Command kBackupCommand;
-const Command kBackupCommand = {"backup", "FILE|- [--allow-partial]", "write the whole database into one backup file",
-     "Every table's schema line and every record, each value exactly as its record file\n"
-     "holds it (commas, blanks at either end, an empty last value, '{{$talid}}', bytes that\n"
-     "are not UTF-8), into FILE, or to standard output with '-'. The file is text, one line\n"
-     "per table and per record; see taldb(1) for its format. Entries that no backup can\n"
-     "carry are named as for 'dump'; then the backup fails with status 1 and FILE is not\n"
-     "written. With --allow-partial it is written all the same, its last line saying how\n"
-     "many entries it left out, and 'restore' takes it only with --allow-partial too.\n"
-     "A regular FILE (or the file a symbolic link leads to, the link staying) is written\n"
-     "whole and flushed under a temporary name, then renamed into place; a FIFO or a\n"
-     "character device is written in place, never replaced; anything else is refused.\n"
-     "Ctrl-C leaves no partial file; the summary comes only once FILE is written.\n",
-     1, 1, kOptRoot | kOptPartial, cmdBackup};
+const Command kBackupCommand = {
+    "backup",
+    "FILE|- [--allow-partial]",
+    "write the whole database into one backup file",
+    "Every table's schema line and every record, each value exactly as its record file\n"
+    "holds it (commas, blanks at either end, an empty last value, '{{$talid}}', bytes that\n"
+    "are not UTF-8), into FILE, or to standard output with '-'. The file is text, one line\n"
+    "per table and per record; see taldb(1) for its format. Entries that no backup can\n"
+    "carry are named as for 'dump'; then the backup fails with status 1 and FILE is not\n"
+    "written. With --allow-partial it is written all the same, its last line saying how\n"
+    "many entries it left out, and 'restore' takes it only with --allow-partial too.\n"
+    "A regular FILE (or the file a symbolic link leads to, the link staying) is written\n"
+    "whole and flushed under a temporary name, then renamed into place; a FIFO or a\n"
+    "character device is written in place, never replaced; anything else is refused.\n"
+    "Ctrl-C leaves no partial file; the summary comes only once FILE is written.\n",
+    1,
+    1,
+    kOptRoot | kOptPartial,
+    cmdBackup};
 
 extern const Command kRestoreCommand;
-const Command kRestoreCommand = {"restore", "FILE|- [--allow-partial]", "make the database of a backup file under a new root",
-     "The root (--root, --config or TALDB_ROOT) must not hold a database yet, unless a\n"
-     "restore of the same backup stopped there (see below). The whole file\n"
-     "is read and checked first (its header, every line, every value, the counts on its\n"
-     "last line), and a problem is named with its line before anything is written. Then\n"
-     "the tables are made and the records written, every value as the backup holds it.\n"
-     "A backup that says it left entries out is restored only with --allow-partial.\n"
-     "FILE may be '-', a pipe, a process substitution or a FIFO: it is read once, kept in\n"
-     "a temporary file. On a terminal a progress line shows on standard error (not with\n"
-     "-q). A restore that fails or is interrupted says how far it got; while it writes,\n"
-     "the file taldb-restore-under-way in the root names the backup, and the same restore\n"
-     "run again goes on where it stopped. 'taldb drop --yes' starts over instead.\n",
-     1, 1, kOptRoot | kOptPartial, cmdRestore};
+const Command kRestoreCommand = {
+    "restore",
+    "FILE|- [--allow-partial]",
+    "make the database of a backup file under a new root",
+    "The root (--root, --config or TALDB_ROOT) must not hold a database yet, unless a\n"
+    "restore of the same backup stopped there (see below). The whole file\n"
+    "is read and checked first (its header, every line, every value, the counts on its\n"
+    "last line), and a problem is named with its line before anything is written. Then\n"
+    "the tables are made and the records written, every value as the backup holds it.\n"
+    "A backup that says it left entries out is restored only with --allow-partial.\n"
+    "FILE may be '-', a pipe, a process substitution or a FIFO: it is read once, kept in\n"
+    "a temporary file. On a terminal a progress line shows on standard error (not with\n"
+    "-q). A restore that fails or is interrupted says how far it got; while it writes,\n"
+    "the file taldb-restore-under-way in the root names the backup, and the same restore\n"
+    "run again goes on where it stopped. 'taldb drop --yes' starts over instead.\n",
+    1,
+    1,
+    kOptRoot | kOptPartial,
+    cmdRestore};
 
 }  // namespace taldb_cli

@@ -78,8 +78,9 @@ class Inspector {
     std::vector<std::string> schemas = entries(kSchemaDir, "schema directory");
     // A database creation cut short between its two directories.
     if (!pathExists(at(kDataDir))) {
-      report(kDataDir, "data directory missing: the database's creation was cut short; "
-                       "'taldb repair' makes it");
+      report(kDataDir,
+             "data directory missing: the database's creation was cut short; "
+             "'taldb repair' makes it");
       for (const std::string& name : schemas) inspectTable(name);
       flush();
       return findings_;
@@ -306,17 +307,23 @@ static int cmdCheck(Context& ctx) {
 }
 
 extern const Command kCheckCommand;
-const Command kCheckCommand = {"check", "", "report problems on disk without changing anything",
-     "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
-     "read, have too few or too many fields or hold a value longer than 2047 bytes, table\n"
-     "directories that cannot be read, record names that\n"
-     "are not ids (negative ones among them), values that do not fit their column's type\n"
-     "(as 'add' checks it), text and names that --format sql refuses, schema files that\n"
-     "do not load whole, and table directories\n"
-     "and schema files without each other, and symbolic links, FIFOs and devices in table\n"
-     "directories, which it never follows nor opens (repair does not remove a link: remove\n"
-     "it by hand), and says of each whether 'taldb repair' fixes it. Exit status 1 when it\n"
-     "finds any.\n",
-     0, 0, kOptRoot, cmdCheck};
+const Command kCheckCommand = {
+    "check",
+    "",
+    "report problems on disk without changing anything",
+    "Reports marked names, .tmp leftovers of interrupted writes, records that cannot be\n"
+    "read, have too few or too many fields or hold a value longer than 2047 bytes, table\n"
+    "directories that cannot be read, record names that\n"
+    "are not ids (negative ones among them), values that do not fit their column's type\n"
+    "(as 'add' checks it), text and names that --format sql refuses, schema files that\n"
+    "do not load whole, and table directories\n"
+    "and schema files without each other, and symbolic links, FIFOs and devices in table\n"
+    "directories, which it never follows nor opens (repair does not remove a link: remove\n"
+    "it by hand), and says of each whether 'taldb repair' fixes it. Exit status 1 when it\n"
+    "finds any.\n",
+    0,
+    0,
+    kOptRoot,
+    cmdCheck};
 
 }  // namespace taldb_cli

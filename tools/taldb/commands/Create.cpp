@@ -65,15 +65,20 @@ static int cmdCreate(Context& ctx) {
 }
 
 extern const Command kCreateCommand;
-const Command kCreateCommand = {"create", "DESCRIPTION.ini [--id N] [--host TEXT]",
-     "create a database from a description file, then open it",
-     "Every section after the first of the description file is a table: its 'schema' key\n"
-     "lists the columns and its keys rec_1, rec_2, ... are seed records. In them\n"
-     "{{$talid}} becomes the --id number (default 1) and {{$talhost}} the --host text\n"
-     "(default 127.0.0.1). Refused when a database exists already under the root. Seed\n"
-     "records are checked against their schema before anything is made. The database is\n"
-     "built under a hidden name in the root and moved into place whole, so a create that\n"
-     "fails, is killed or loses power leaves no partial database in the way of the next.\n",
-     1, 1, kOptRoot | kOptCreate, cmdCreate};
+const Command kCreateCommand = {
+    "create",
+    "DESCRIPTION.ini [--id N] [--host TEXT]",
+    "create a database from a description file, then open it",
+    "Every section after the first of the description file is a table: its 'schema' key\n"
+    "lists the columns and its keys rec_1, rec_2, ... are seed records. In them\n"
+    "{{$talid}} becomes the --id number (default 1) and {{$talhost}} the --host text\n"
+    "(default 127.0.0.1). Refused when a database exists already under the root. Seed\n"
+    "records are checked against their schema before anything is made. The database is\n"
+    "built under a hidden name in the root and moved into place whole, so a create that\n"
+    "fails, is killed or loses power leaves no partial database in the way of the next.\n",
+    1,
+    1,
+    kOptRoot | kOptCreate,
+    cmdCreate};
 
 }  // namespace taldb_cli

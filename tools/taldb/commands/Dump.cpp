@@ -276,7 +276,6 @@ static int cmdDump(Context& ctx) {
   return kExitOk;
 }
 
-
 static int cmdExport(Context& ctx) {
   Format format = ctx.options().format;
   if (format != Format::Ini && format != Format::Sql) return cmdDump(ctx);
@@ -299,26 +298,32 @@ static int cmdExport(Context& ctx) {
 }
 
 extern const Command kDumpCommand;
-const Command kDumpCommand = {"dump", "[TABLE] [--allow-partial]", "every record of one table or of all tables",
-     "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
-     "the tables are the keys of one object. --format ini writes a description file that\n"
-     "'taldb create' reads back into the same database (a backup); it refuses values that\n"
-     "would not read back the same. --format sql writes one transaction of CREATE TABLE\n"
-     "and INSERT statements that psql and sqlite3 load unchanged (integer, bigint and text\n"
-     "columns); a name the two would not take back the same fails the dump and writes\n"
-     "nothing; each value that does not fit its column's type or text that is not UTF-8\n"
-     "is named, its record left out, and the dump ends with ROLLBACK (with --allow-partial:\n"
-     "COMMIT), so that loading it changes nothing.\n"
-     "In JSON, values of int and bigint columns that fit their type are numbers, all other\n"
-     "values strings, bytes that are not UTF-8 each U+FFFD.\n"
-     "A dump is whole or fails: every entry of a table directory that is not a record it\n"
-     "can copy (an unreadable or short record file, one holding a value longer than 2047\n"
-     "bytes or more than the store reads, a marked or .tmp name, a directory, a symbolic\n"
-     "link, which is never followed, a table directory without a schema file) is named on\n"
-     "standard error, and once the rest is written the dump exits with status 1.\n"
-     "Records are written as they are read, in id order.\n"
-     "--allow-partial takes such a partial dump deliberately: the entries are still named,\n"
-     "and the exit status is 0.\n",
-     0, 1, kOptRoot | kOptFormat | kOptDumpFormats | kOptPartial, cmdExport};
+const Command kDumpCommand = {
+    "dump",
+    "[TABLE] [--allow-partial]",
+    "every record of one table or of all tables",
+    "Without TABLE: a section per table; in CSV each begins with a '# TABLE' line, in JSON\n"
+    "the tables are the keys of one object. --format ini writes a description file that\n"
+    "'taldb create' reads back into the same database (a backup); it refuses values that\n"
+    "would not read back the same. --format sql writes one transaction of CREATE TABLE\n"
+    "and INSERT statements that psql and sqlite3 load unchanged (integer, bigint and text\n"
+    "columns); a name the two would not take back the same fails the dump and writes\n"
+    "nothing; each value that does not fit its column's type or text that is not UTF-8\n"
+    "is named, its record left out, and the dump ends with ROLLBACK (with --allow-partial:\n"
+    "COMMIT), so that loading it changes nothing.\n"
+    "In JSON, values of int and bigint columns that fit their type are numbers, all other\n"
+    "values strings, bytes that are not UTF-8 each U+FFFD.\n"
+    "A dump is whole or fails: every entry of a table directory that is not a record it\n"
+    "can copy (an unreadable or short record file, one holding a value longer than 2047\n"
+    "bytes or more than the store reads, a marked or .tmp name, a directory, a symbolic\n"
+    "link, which is never followed, a table directory without a schema file) is named on\n"
+    "standard error, and once the rest is written the dump exits with status 1.\n"
+    "Records are written as they are read, in id order.\n"
+    "--allow-partial takes such a partial dump deliberately: the entries are still named,\n"
+    "and the exit status is 0.\n",
+    0,
+    1,
+    kOptRoot | kOptFormat | kOptDumpFormats | kOptPartial,
+    cmdExport};
 
 }  // namespace taldb_cli

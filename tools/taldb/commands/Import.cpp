@@ -363,23 +363,28 @@ static int cmdImport(Context& ctx) {
 }
 
 extern const Command kImportCommand;
-const Command kImportCommand = {"import", "TABLE FILE|- [--put] [--from-line N] [--batch-check]",
-     "add the rows of a CSV file (or standard input)",
-     "The first line names columns of the table, in any order; the columns it leaves out\n"
-     "stay empty, and so do trailing cells a row leaves out. Each row is added under the\n"
-     "next free id and the ids are printed; the header may name the first column only with\n"
-     "--put, which keeps its values (0 to 2147483647) as the records' ids, replacing records\n"
-     "of the same id, so that running the same --put import again is safe. Cells may be\n"
-     "quoted as CSV output quotes them, and a quoted cell may hold ','; a cell with blanks\n"
-     "at its ends is refused unless --trim, as for 'add'. A UTF-8 byte-order mark,\n"
-     "\"\\r\\n\" line ends and blank lines are taken as spreadsheets write them.\n"
-     "Every row is checked before the first is written; a problem names its line and\n"
-     "writes nothing. --batch-check reads the file once and checks each batch as it goes:\n"
-     "a problem then ends the import with the rows before its batch written.\n"
-     "Rows are written in batches of 2,000, each on disk before its ids are printed; on a\n"
-     "terminal a progress line shows on standard error (not with -q). An import that fails\n"
-     "or is interrupted says how many rows were written and the line of the last;\n"
-     "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
-     2, 2, kOptRoot | kOptPut | kOptTrim, cmdImport};
+const Command kImportCommand = {
+    "import",
+    "TABLE FILE|- [--put] [--from-line N] [--batch-check]",
+    "add the rows of a CSV file (or standard input)",
+    "The first line names columns of the table, in any order; the columns it leaves out\n"
+    "stay empty, and so do trailing cells a row leaves out. Each row is added under the\n"
+    "next free id and the ids are printed; the header may name the first column only with\n"
+    "--put, which keeps its values (0 to 2147483647) as the records' ids, replacing records\n"
+    "of the same id, so that running the same --put import again is safe. Cells may be\n"
+    "quoted as CSV output quotes them, and a quoted cell may hold ','; a cell with blanks\n"
+    "at its ends is refused unless --trim, as for 'add'. A UTF-8 byte-order mark,\n"
+    "\"\\r\\n\" line ends and blank lines are taken as spreadsheets write them.\n"
+    "Every row is checked before the first is written; a problem names its line and\n"
+    "writes nothing. --batch-check reads the file once and checks each batch as it goes:\n"
+    "a problem then ends the import with the rows before its batch written.\n"
+    "Rows are written in batches of 2,000, each on disk before its ids are printed; on a\n"
+    "terminal a progress line shows on standard error (not with -q). An import that fails\n"
+    "or is interrupted says how many rows were written and the line of the last;\n"
+    "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
+    2,
+    2,
+    kOptRoot | kOptPut | kOptTrim,
+    cmdImport};
 
 }  // namespace taldb_cli

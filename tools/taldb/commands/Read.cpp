@@ -121,35 +121,65 @@ static int cmdCount(Context& ctx) {
 }
 
 extern const Command kTablesCommand;
-const Command kTablesCommand = {"tables", "", "each table with its column count and record count",
-     "Record files are counted as 'count' counts them; a table whose directory holds\n"
-     "other entries gets a line on standard error.\n",
-     0, 0, kOptRoot | kOptFormat, cmdTables};
+const Command kTablesCommand = {
+    "tables",
+    "",
+    "each table with its column count and record count",
+    "Record files are counted as 'count' counts them; a table whose directory holds\n"
+    "other entries gets a line on standard error.\n",
+    0,
+    0,
+    kOptRoot | kOptFormat,
+    cmdTables};
 
 extern const Command kSchemaCommand;
-const Command kSchemaCommand = {"schema", "TABLE", "the columns of a table and their types",
-     "The first column holds each record's name, which is its file name.\n", 1, 1,
-     kOptRoot | kOptFormat, cmdSchema};
+const Command kSchemaCommand = {
+    "schema",
+    "TABLE",
+    "the columns of a table and their types",
+    "The first column holds each record's name, which is its file name.\n",
+    1,
+    1,
+    kOptRoot | kOptFormat,
+    cmdSchema};
 
 extern const Command kListCommand;
-const Command kListCommand = {"list", "TABLE [CONDITION]", "the records of a table, or those matching a condition",
-     "A condition is COLUMN=VALUE terms joined by ',', all of which must hold, compared\n"
-     "as exact text: 'port=8080,name=web01'. Every term must name a column of the table.\n"
-     "Entries of the table directory that are not readable records (directories, marked\n"
-     "names, .tmp leftovers, unreadable or short files) are named on standard error.\n",
-     1, 2, kOptRoot | kOptFormat, cmdList};
+const Command kListCommand = {
+    "list",
+    "TABLE [CONDITION]",
+    "the records of a table, or those matching a condition",
+    "A condition is COLUMN=VALUE terms joined by ',', all of which must hold, compared\n"
+    "as exact text: 'port=8080,name=web01'. Every term must name a column of the table.\n"
+    "Entries of the table directory that are not readable records (directories, marked\n"
+    "names, .tmp leftovers, unreadable or short files) are named on standard error.\n",
+    1,
+    2,
+    kOptRoot | kOptFormat,
+    cmdList};
 
 extern const Command kGetCommand;
-const Command kGetCommand = {"get", "TABLE ID [COLUMN]", "one record, or one of its values",
-     "With COLUMN only the value is printed, as it is stored; with --format json as a\n"
-     "JSON value.\n",
-     2, 3, kOptRoot | kOptFormat, cmdGet};
+const Command kGetCommand = {
+    "get",
+    "TABLE ID [COLUMN]",
+    "one record, or one of its values",
+    "With COLUMN only the value is printed, as it is stored; with --format json as a\n"
+    "JSON value.\n",
+    2,
+    3,
+    kOptRoot | kOptFormat,
+    cmdGet};
 
 extern const Command kCountCommand;
-const Command kCountCommand = {"count", "TABLE", "the number of records of a table",
-     "Record files are counted by name and kind, without reading them; the entries that\n"
-     "are no record files are named on standard error. 'list' names the files that\n"
-     "cannot be read.\n",
-     1, 1, kOptRoot, cmdCount};
+const Command kCountCommand = {
+    "count",
+    "TABLE",
+    "the number of records of a table",
+    "Record files are counted by name and kind, without reading them; the entries that\n"
+    "are no record files are named on standard error. 'list' names the files that\n"
+    "cannot be read.\n",
+    1,
+    1,
+    kOptRoot,
+    cmdCount};
 
 }  // namespace taldb_cli

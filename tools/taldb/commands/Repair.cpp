@@ -79,8 +79,9 @@ void repairUnopened(Context& ctx, Tally& tally) {
 void repairDatabase(Context& ctx, Tally& tally, bool dryRun) {
   std::string root = ctx.root();
   for (const std::string& name : creationLeftovers(root)) {
-    (dryRun ? ctx.out() : ctx.note()) << joinPath(root, name) << ": "
-               << (dryRun ? "would be removed" : "removed") << ": what a 'taldb create' cut short left\n";
+    (dryRun ? ctx.out() : ctx.note())
+        << joinPath(root, name) << ": " << (dryRun ? "would be removed" : "removed")
+        << ": what a 'taldb create' cut short left\n";
     ++tally.changed;
   }
   std::string data = joinPath(root, TalDB::kDataDir);
@@ -137,13 +138,19 @@ static int cmdRepair(Context& ctx) {
 }
 
 extern const Command kRepairCommand;
-const Command kRepairCommand = {"repair", "[TABLE] [--dry-run]", "finish or clean up the writes a crash interrupted",
-     "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
-     "N is missing is renamed into place; one beside its record N is removed (that write\n"
-     "never completed); one that is not a whole record is left for you to inspect; marked\n"
-     "names are removed as 'recover' removes them. Each file is printed with what was done.\n"
-     "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
-     "stop, before the host starts writing again.\n",
-     0, 1, kOptRoot | kOptDryRun, cmdRepair};
+const Command kRepairCommand = {
+    "repair",
+    "[TABLE] [--dry-run]",
+    "finish or clean up the writes a crash interrupted",
+    "For every table, or only TABLE: a leftover N.tmp holding a whole record whose record\n"
+    "N is missing is renamed into place; one beside its record N is removed (that write\n"
+    "never completed); one that is not a whole record is left for you to inspect; marked\n"
+    "names are removed as 'recover' removes them. Each file is printed with what was done.\n"
+    "--dry-run prints what would be done and changes nothing. Run it after an unclean\n"
+    "stop, before the host starts writing again.\n",
+    0,
+    1,
+    kOptRoot | kOptDryRun,
+    cmdRepair};
 
 }  // namespace taldb_cli

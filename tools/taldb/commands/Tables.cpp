@@ -47,18 +47,7 @@ void addTableWithBigint(Context& ctx, const std::string& name, const ColumnSpec&
         "schema line of at most " +
         std::to_string(TalDB::kValueLimit - 1) + " bytes");
   }
-  const char* tmp = std::getenv("TMPDIR");
-  std::string path = std::string(tmp != nullptr && *tmp ? tmp : "/tmp") + "/taldb-table-XXXXXX";
-  int fd = mkstemp(&path[0]);
-  std::string text = "[" + name + "]\nschema = " + spec.schemaLine + "\n";
-  ssize_t got = fd >= 0 ? write(fd, text.data(), text.size()) : -1;
-  std::string why = got < 0 ? std::strerror(errno) : "only part of it was written";
-  bool written = got == static_cast<ssize_t>(text.size());
-  if (fd >= 0) close(fd);
-  int status = written ? ctx.db().CheckAddTable(name.c_str(), path.c_str()) : -1;
-  if (fd >= 0) unlink(path.c_str());
-  if (!written) throw Failure(action(ctx) + ": cannot write a temporary file " + path + ": " + why);
-  ctx.require(status, action(ctx));
+  addTableFromSchema(ctx, ctx.db(), name, spec.schemaLine, action(ctx));
 }
 
 }  // namespace
@@ -249,27 +238,53 @@ static int cmdRecover(Context& ctx) {
 }
 
 extern const Command kAddTableCommand;
-const Command kAddTableCommand = {"add-table", "TABLE COLUMN-SPEC", "add a table, e.g. 'id(int), name(varchar)'",
-     "Each column is NAME(TYPE), the name without blanks and given once, the type int\n"
-     "(32-bit), bigint (64-bit) or varchar (text). The first column holds the ids.\n",
-     2, kMany, kOptRoot, cmdAddTable};
+const Command kAddTableCommand = {
+    "add-table",
+    "TABLE COLUMN-SPEC",
+    "add a table, e.g. 'id(int), name(varchar)'",
+    "Each column is NAME(TYPE), the name without blanks and given once, the type int\n"
+    "(32-bit), bigint (64-bit) or varchar (text). The first column holds the ids.\n",
+    2,
+    kMany,
+    kOptRoot,
+    cmdAddTable};
 
 extern const Command kDropTableCommand;
-const Command kDropTableCommand = {"drop-table", "TABLE", "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
-     kOptRoot, cmdDropTable};
+const Command kDropTableCommand = {
+    "drop-table", "TABLE",     "remove an empty table", "Empty it first with 'clear'.\n", 1, 1,
+    kOptRoot,     cmdDropTable};
 
 extern const Command kClearCommand;
-const Command kClearCommand = {"clear", "TABLE", "delete every record of a table",
-     "Entries still there afterwards are named with the system's reason, with exit\n"
-     "status 1.\n",
-     1, 1, kOptRoot, cmdClear};
+const Command kClearCommand = {
+    "clear",
+    "TABLE",
+    "delete every record of a table",
+    "Entries still there afterwards are named with the system's reason, with exit\n"
+    "status 1.\n",
+    1,
+    1,
+    kOptRoot,
+    cmdClear};
 
 extern const Command kDropCommand;
-const Command kDropCommand = {"drop", "--yes", "delete the whole database: every table, record and directory", "", 0, 0,
-     kOptRoot | kOptYes, cmdDrop};
+const Command kDropCommand = {"drop",
+                              "--yes",
+                              "delete the whole database: every table, record and directory",
+                              "",
+                              0,
+                              0,
+                              kOptRoot | kOptYes,
+                              cmdDrop};
 
 extern const Command kRecoverCommand;
-const Command kRecoverCommand = {"recover", "", "remove the marked leftovers (names with .ADD or .UPDATE) of every table",
-     "Recovery stops at a table without a directory and names it.\n", 0, 0, kOptRoot, cmdRecover};
+const Command kRecoverCommand = {
+    "recover",
+    "",
+    "remove the marked leftovers (names with .ADD or .UPDATE) of every table",
+    "Recovery stops at a table without a directory and names it.\n",
+    0,
+    0,
+    kOptRoot,
+    cmdRecover};
 
 }  // namespace taldb_cli

@@ -204,45 +204,75 @@ static int cmdSeed(Context& ctx) {
 }
 
 extern const Command kAddCommand;
-const Command kAddCommand = {"add", "TABLE VALUES", "add a record under the next free id and print the id",
-     "VALUES are the columns after the first, in schema order: one argument read as a line\n"
-     "of CSV ('web01,8080'; a value holding ',' or '\"' is quoted as CSV quotes it, doubling\n"
-     "a '\"' inside: '\"1 Main St, Springfield\",8080'), or one argument each, taken whole\n"
-     "(web01 8080). A value must not contain '|' or a line feed, nor be longer than 2047\n"
-     "bytes; the number of values must match the schema. The store drops blanks at the\n"
-     "ends of a value: such a value is refused with exit status 2, naming its column,\n"
-     "unless --trim asks for it to be stored trimmed. A value of an int or bigint column is a "
-     "whole number as it prints:\n"
-     "an optional '-' and digits, no '+', no leading zero, no '-0', within the type's\n"
-     "range (32 or 64 bits), never empty; anything else is refused with exit status 2.\n"
-     "Put '--' before values that begin with '-'. When the next id would pass 2147483647\n"
-     "add fails and writes nothing; 'put' writes under a free id.\n",
-     2, kMany, kOptRoot | kOptTrim, cmdAdd};
+const Command kAddCommand = {
+    "add",
+    "TABLE VALUES",
+    "add a record under the next free id and print the id",
+    "VALUES are the columns after the first, in schema order: one argument read as a line\n"
+    "of CSV ('web01,8080'; a value holding ',' or '\"' is quoted as CSV quotes it, doubling\n"
+    "a '\"' inside: '\"1 Main St, Springfield\",8080'), or one argument each, taken whole\n"
+    "(web01 8080). A value must not contain '|' or a line feed, nor be longer than 2047\n"
+    "bytes; the number of values must match the schema. The store drops blanks at the\n"
+    "ends of a value: such a value is refused with exit status 2, naming its column,\n"
+    "unless --trim asks for it to be stored trimmed. A value of an int or bigint column is a "
+    "whole number as it prints:\n"
+    "an optional '-' and digits, no '+', no leading zero, no '-0', within the type's\n"
+    "range (32 or 64 bits), never empty; anything else is refused with exit status 2.\n"
+    "Put '--' before values that begin with '-'. When the next id would pass 2147483647\n"
+    "add fails and writes nothing; 'put' writes under a free id.\n",
+    2,
+    kMany,
+    kOptRoot | kOptTrim,
+    cmdAdd};
 
 extern const Command kPutCommand;
-const Command kPutCommand = {"put", "TABLE ID,VALUES", "write a record under a given id, replacing any record of that id",
-     "ID is a whole number from 0 to 2147483647, followed by the values of the other\n"
-     "columns, given and checked as for 'add'.\n",
-     2, kMany, kOptRoot | kOptTrim, cmdPut};
+const Command kPutCommand = {
+    "put",
+    "TABLE ID,VALUES",
+    "write a record under a given id, replacing any record of that id",
+    "ID is a whole number from 0 to 2147483647, followed by the values of the other\n"
+    "columns, given and checked as for 'add'.\n",
+    2,
+    kMany,
+    kOptRoot | kOptTrim,
+    cmdPut};
 
 extern const Command kUpdateCommand;
-const Command kUpdateCommand = {"update", "TABLE ID COLUMN=VALUE[,...]", "change columns of a record",
-     "The first column is the record's name and cannot be updated; every column must be\n"
-     "one of the table's, and a value of an int or bigint column a whole number as for\n"
-     "'add'. Each argument is read as a line of CSV, so an assignment whose value holds ','\n"
-     "or '\"' is quoted whole: '\"address=1 Main St, Springfield\",port=80'. Blanks at the\n"
-     "ends of a value are refused unless --trim, as for 'add'. Prints the columns whose\n"
-     "stored value changed. A record holding a value longer than 2047 bytes, or more fields\n"
-     "than the table has columns, is not updated: it would be written back cut.\n",
-     3, kMany, kOptRoot | kOptTrim, cmdUpdate};
+const Command kUpdateCommand = {
+    "update",
+    "TABLE ID COLUMN=VALUE[,...]",
+    "change columns of a record",
+    "The first column is the record's name and cannot be updated; every column must be\n"
+    "one of the table's, and a value of an int or bigint column a whole number as for\n"
+    "'add'. Each argument is read as a line of CSV, so an assignment whose value holds ','\n"
+    "or '\"' is quoted whole: '\"address=1 Main St, Springfield\",port=80'. Blanks at the\n"
+    "ends of a value are refused unless --trim, as for 'add'. Prints the columns whose\n"
+    "stored value changed. A record holding a value longer than 2047 bytes, or more fields\n"
+    "than the table has columns, is not updated: it would be written back cut.\n",
+    3,
+    kMany,
+    kOptRoot | kOptTrim,
+    cmdUpdate};
 
 extern const Command kDeleteCommand;
-const Command kDeleteCommand = {"delete", "TABLE ID", "delete a record",
-     "Exit status 1 when the record file is still there afterwards.\n", 2, 2, kOptRoot, cmdDelete};
+const Command kDeleteCommand = {"delete",
+                                "TABLE ID",
+                                "delete a record",
+                                "Exit status 1 when the record file is still there afterwards.\n",
+                                2,
+                                2,
+                                kOptRoot,
+                                cmdDelete};
 
 extern const Command kSeedCommand;
-const Command kSeedCommand = {"seed", "TABLE FILE.ini", "add the records rec_1, rec_2, ... of the table's section in FILE",
-     "Each seed record begins with its id; a record of the same id is replaced.\n", 2, 2, kOptRoot,
-     cmdSeed};
+const Command kSeedCommand = {
+    "seed",
+    "TABLE FILE.ini",
+    "add the records rec_1, rec_2, ... of the table's section in FILE",
+    "Each seed record begins with its id; a record of the same id is replaced.\n",
+    2,
+    2,
+    kOptRoot,
+    cmdSeed};
 
 }  // namespace taldb_cli

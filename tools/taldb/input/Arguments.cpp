@@ -1,10 +1,10 @@
 
+#include "input/Arguments.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-
-#include "input/Arguments.h"
 
 #include "base/Errors.h"
 #include "base/Text.h"

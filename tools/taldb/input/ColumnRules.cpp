@@ -1,13 +1,13 @@
 #include "input/ColumnRules.h"
 
-#include "base/Errors.h"
-#include "base/Text.h"
-#include "input/Arguments.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "input/Arguments.h"
 
 namespace taldb_cli {
 

@@ -1,12 +1,12 @@
 #include "input/CsvReader.h"
 
+#include <algorithm>
+#include <sstream>
+
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
-
-#include <algorithm>
-#include <sstream>
 
 namespace taldb_cli {
 

@@ -1,11 +1,5 @@
 #include "input/InputFile.h"
 
-#include "base/Errors.h"
-#include "base/StopSignals.h"
-#include "base/Text.h"
-#include "input/Arguments.h"
-#include "input/ColumnRules.h"
-
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -14,6 +8,13 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+
+#include "base/Errors.h"
+#include "base/StopSignals.h"
+#include "base/TemporaryFile.h"
+#include "base/Text.h"
+#include "input/Arguments.h"
+#include "input/ColumnRules.h"
 
 namespace taldb_cli {
 
@@ -66,8 +67,7 @@ std::istream& InputFile::rewind() {
 
 // Copies the input into a new temporary file, from fd or else from in.
 void InputFile::keep(int fd, std::istream* in) {
-  const char* dir = std::getenv("TMPDIR");
-  spooled_ = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-input-XXXXXX";
+  spooled_ = temporaryPattern("input");
   int copy = mkstemp(&spooled_[0]);
   if (copy < 0) {
     int error = errno;

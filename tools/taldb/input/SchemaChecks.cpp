@@ -1,6 +1,8 @@
 // What the tool checks against a table's schema before the store is called.
 #include "input/SchemaChecks.h"
 
+#include <algorithm>
+
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "gux.h"
@@ -8,8 +10,6 @@
 #include "input/ColumnRules.h"
 #include "store/Descriptions.h"
 #include "store/Records.h"
-
-#include <algorithm>
 
 namespace taldb_cli {
 

@@ -1,10 +1,5 @@
 #include "output/OutputFile.h"
 
-#include "base/Errors.h"
-#include "base/Text.h"
-#include "input/ColumnRules.h"
-#include "output/Rows.h"
-
 #include <fcntl.h>
 #include <limits.h>
 #include <stdlib.h>
@@ -14,6 +9,11 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+
+#include "base/Errors.h"
+#include "base/Text.h"
+#include "input/ColumnRules.h"
+#include "output/Rows.h"
 
 namespace taldb_cli {
 

@@ -1,11 +1,11 @@
 #include "output/Rows.h"
 
+#include <algorithm>
+#include <cstdio>
+
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "input/ColumnRules.h"
-
-#include <algorithm>
-#include <cstdio>
 
 namespace taldb_cli {
 

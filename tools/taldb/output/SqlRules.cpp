@@ -1,9 +1,9 @@
 #include "output/SqlRules.h"
 
-#include "base/Text.h"
-
 #include <algorithm>
 #include <cctype>
+
+#include "base/Text.h"
 
 namespace taldb_cli {
 

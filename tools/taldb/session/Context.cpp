@@ -1,11 +1,11 @@
+#include "session/Context.h"
+
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-
-#include "session/Context.h"
 
 #include "base/Errors.h"
 #include "base/Text.h"

@@ -1,8 +1,5 @@
 #include "session/Files.h"
 
-#include "store/Files.h"
-#include "store/Records.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,6 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "store/Files.h"
+#include "store/Records.h"
 
 namespace taldb_cli {
 

@@ -1,5 +1,7 @@
 // How the tool reads a table directory entry by entry, so that what it prints
 // and counts is what the store can read back whole.
+#include "session/Records.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-
-#include "session/Records.h"
 
 #include "base/Errors.h"
 #include "base/Text.h"
@@ -282,7 +282,8 @@ size_t listRecords(Context& ctx, CTable& table, const char* condition, const Rec
     ++count;
     if (named) ctx.err() << "taldb: skipped " << line << "\n";
   };
-  if (!walkRecords(ctx, table, condition, false, skipped, use)) throw unreadableDirectory(ctx, table);
+  if (!walkRecords(ctx, table, condition, false, skipped, use))
+    throw unreadableDirectory(ctx, table);
   return count;
 }
 

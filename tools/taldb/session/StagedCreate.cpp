@@ -1,5 +1,12 @@
 #include "session/StagedCreate.h"
 
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "gux.h"
@@ -10,13 +17,6 @@
 #include "session/Files.h"
 #include "session/Records.h"
 #include "store/Files.h"
-
-#include <stdio.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 
 namespace taldb_cli {
 

@@ -1,14 +1,19 @@
 #include "session/Writes.h"
 
-#include "store/Files.h"
-#include "taldb/CUtils.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "base/TemporaryFile.h"
+#include "base/Text.h"
+#include "input/SchemaChecks.h"
+#include "session/Files.h"
+#include "session/Records.h"
+#include "store/Files.h"
+#include "taldb/CUtils.h"
 
 namespace taldb_cli {
 
@@ -197,6 +202,12 @@ TalDB::CTable& namedRecord(Context& ctx, std::string& name) {
   TalDB::CTable& table = ctx.table(ctx.arg(0));
   requireRecord(ctx, table, name);
   return table;
+}
+
+void addTableFromSchema(Context& ctx, TalDB::CTalDatabase& db, const std::string& name,
+                        const std::string& schemaLine, const std::string& action) {
+  TemporaryFile description("table", "[" + name + "]\nschema = " + schemaLine + "\n", action);
+  ctx.require(db.CheckAddTable(name.c_str(), description.path()), action);
 }
 
 }  // namespace taldb_cli

@@ -12,14 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/Errors.h"
-#include "base/Text.h"
 #include "input/Arguments.h"
-#include "input/SchemaChecks.h"
-#include "output/Rows.h"
 #include "session/Context.h"
-#include "session/Files.h"
-#include "session/Records.h"
 
 namespace taldb_cli {
 
@@ -64,6 +58,12 @@ void updateThroughColumns(Context& ctx, TalDB::CTable& table, const std::string&
 // The table named by the first argument, with the record named by the second
 // (into name) checked for a usable name and for being there.
 TalDB::CTable& namedRecord(Context& ctx, std::string& name);
+// Adds the table `name` of that schema line through the store's
+// CheckAddTable, from a temporary description file: the way to a table that
+// AddTable would not make with the same schema line (a bigint column). A
+// Failure that names action when it was not made.
+void addTableFromSchema(Context& ctx, TalDB::CTalDatabase& db, const std::string& name,
+                        const std::string& schemaLine, const std::string& action);
 // Whether the table directory holds an entry of that name.
 bool recordFileExists(const TalDB::CTable& table, const std::string& name);
 // The store deletes a record that is not there without complaint and would
