@@ -64,4 +64,13 @@ std::string thousands(size_t count) {
   return digits;
 }
 
+std::string shellWord(const std::string& word) {
+  if (!word.empty() && word.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                                              "0123456789_./:=@%+,-") == std::string::npos)
+    return word;
+  std::string quotedWord = "'";
+  for (char c : word) quotedWord += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quotedWord + "'";
+}
+
 }  // namespace taldb_cli

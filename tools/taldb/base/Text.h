@@ -23,6 +23,9 @@ size_t utf8Length(const std::string& text, size_t at);
 std::string plural(size_t count, const char* one, const char* many);
 // How many entries of one kind a message names before it counts the rest.
 constexpr size_t kNamedEntries = 20;
+// A word of a command line quoted as a shell reads it back, for the commands
+// the tool suggests.
+std::string shellWord(const std::string& word);
 // A count with its thousands separated by commas: "200,000".
 std::string thousands(size_t count);
 

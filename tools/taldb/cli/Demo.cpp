@@ -62,14 +62,6 @@ std::string makeTemporaryRoot() {
   return pattern;
 }
 
-std::string shellWord(const std::string& text) {
-  bool plain = !text.empty() && text.find_first_not_of(
-                                    "abcdefghijklmnopqrstuvwxyz"
-                                    "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                    "0123456789_./=,:+-") == std::string::npos;
-  return plain ? text : "'" + text + "'";
-}
-
 // A value that fits the column: text names the column, numbers are small.
 std::string sampleValue(const TalDB::CColumn& column, bool changed) {
   if (column.type() != TalDB::TYPE_VARCHAR) return changed ? "2" : "1";

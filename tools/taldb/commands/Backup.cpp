@@ -388,24 +388,6 @@ class BackupReader {
   std::vector<std::string> raw_, fields_;
 };
 
-// Text as the store's readers of a description file read it back: without
-// blanks at either end, on one line.
-bool readsBackWhole(const std::string& text) {
-  std::string copy = text;
-  TalDB::CUtils::trim(&copy[0]);
-  return copy.c_str() == text && text.find('\n') == std::string::npos;
-}
-
-// An argument as a shell reads it back.
-std::string shellWord(const std::string& word) {
-  if (!word.empty() && word.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
-                                              "0123456789_./:=@%+,-") == std::string::npos)
-    return word;
-  std::string quotedWord = "'";
-  for (char c : word) quotedWord += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quotedWord + "'";
-}
-
 // Writes what a checked backup holds: each table made the store's way, its
 // records through the group write when their values survive its record text,
 // the others one by one through the store's own record writer. Going on with

@@ -37,15 +37,6 @@ using TalDB::CTable;
 // anything.
 const char* const kNotWholeSection = "\n[dump/failed: this file is not whole]\n";
 
-// What create's reader reads back unchanged: it trims keys, values and section
-// names (and seeding trims every value) with the store's own notion of a blank,
-// and a line feed would end the line.
-bool readsBackWhole(const std::string& text) {
-  std::string copy = text;
-  TalDB::CUtils::trim(&copy[0]);
-  return copy.c_str() == text && text.find('\n') == std::string::npos;
-}
-
 // A value inside a seed record: seeding splits at ",", trims each value and
 // replaces the {{$tal...}} placeholders.
 std::string seedValueProblem(const std::string& value) {

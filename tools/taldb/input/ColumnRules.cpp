@@ -8,6 +8,7 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "input/Arguments.h"
+#include "store/Records.h"
 
 namespace taldb_cli {
 
@@ -76,6 +77,23 @@ void checkRecordTypes(const TalDB::CTable& table, const std::string& text, bool 
   std::vector<std::string> values = storedValues(text);
   for (size_t i = 0, first = idFirst ? 0 : 1; i < values.size() && first + i < columns.size(); ++i)
     checkTypedValue("", table.name(), *columns[first + i], values[i]);
+}
+
+void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
+                      const std::string& value) {
+  if (value.find('|') != std::string::npos)
+    throw UsageError(where + "the value of " + table + "." + column + " must not contain '|'");
+  if (!TalDB::IsWholeValue(value.size())) {
+    throw UsageError(where + "the value of " + table + "." + column + " is " +
+                     std::to_string(value.size()) + " bytes; the store keeps at most " +
+                     std::to_string(TalDB::kValueLimit - 1) + " of a value");
+  }
+}
+
+void checkValueFits(const std::string& where, const TalDB::CTable& table,
+                    const TalDB::CColumn& column, const std::string& value) {
+  checkColumnValue(where, table.name(), column.name(), value);
+  checkTypedValue(where, table.name(), column, value);
 }
 
 }  // namespace taldb_cli

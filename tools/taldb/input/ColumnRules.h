@@ -39,10 +39,19 @@ constexpr int kLargestId = 2147483647;
 // under its own text.
 bool isRecordId(const std::string& name);
 
+// A value for a column: no "|", and not longer than the store keeps. The
+// message starts with where and names the column.
+void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
+                      const std::string& value);
 // A UsageError, starting with where and naming table and column, when value
 // does not fit the column's type.
 void checkTypedValue(const std::string& where, const std::string& table,
                      const TalDB::CColumn& column, const std::string& value);
+// Whether a value fits a column as the tool writes it: no "|", not longer
+// than the store keeps, and of the column's type; the first problem is a
+// UsageError starting with where. Every value a write gives goes through it.
+void checkValueFits(const std::string& where, const TalDB::CTable& table,
+                    const TalDB::CColumn& column, const std::string& value);
 // Every value of a record text, as the store will store it (split and
 // trimmed), against its column's type; idFirst as for checkRecordValues, which
 // must have passed first. For every command that writes records.

@@ -1,6 +1,8 @@
 // What the tool checks against a table's schema before the store is called.
 #include "input/SchemaChecks.h"
 
+#include <taldb/CUtils.h>
+
 #include <algorithm>
 
 #include "base/Errors.h"
@@ -85,17 +87,6 @@ std::vector<std::string> storedValues(const std::string& text) {
   return out;
 }
 
-void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
-                      const std::string& value) {
-  if (value.find('|') != std::string::npos)
-    throw UsageError(where + "the value of " + table + "." + column + " must not contain '|'");
-  if (!TalDB::IsWholeValue(value.size())) {
-    throw UsageError(where + "the value of " + table + "." + column + " is " +
-                     std::to_string(value.size()) + " bytes; the store keeps at most " +
-                     std::to_string(TalDB::kValueLimit - 1) + " of a value");
-  }
-}
-
 void checkRecordValues(const CTable& table, const std::string& text, bool idFirst) {
   checkRecordText("", table.name(), table.columns(), idFirst ? 0 : 1, text);
 }
@@ -129,6 +120,12 @@ void checkTerms(CTable& table, const std::string& text, const char* kind) {
     throw UsageError(std::string("invalid ") + kind + " " + quoted(text) + ": " + problem + "; " +
                      schemaText(table.name(), table.columns()) + "; write COLUMN=VALUE[,...]");
   }
+}
+
+bool readsBackWhole(const std::string& text) {
+  std::string copy = text;
+  TalDB::CUtils::trim(&copy[0]);
+  return copy.c_str() == text && text.find('\n') == std::string::npos;
 }
 
 }  // namespace taldb_cli

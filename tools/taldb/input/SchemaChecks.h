@@ -10,13 +10,13 @@
 
 namespace taldb_cli {
 
-// A value for a column: no "|", and not longer than the store keeps. The
-// message starts with where and names the column.
-void checkColumnValue(const std::string& where, const std::string& table, const std::string& column,
-                      const std::string& value);
 // The record text given to addRecord: one value per column (the id first when
 // idFirst, else the columns after the first), each checked.
 void checkRecordValues(const TalDB::CTable& table, const std::string& text, bool idFirst);
+// Whether text reads back unchanged from a description file: create's reader
+// trims keys, values and section names (and seeding every value) with the
+// store's own notion of a blank, and a line feed would end the line.
+bool readsBackWhole(const std::string& text);
 // The seed records of every table of a description file, before create.
 void checkDescriptionRecords(const std::string& file);
 // A condition (kind "condition") or an assignment list (kind "assignment"):

@@ -35,13 +35,6 @@ std::string columnList(const CTable& table) {
   return text;
 }
 
-// The value's problem for its column: "|", length, type. A UsageError.
-void checkStoredValue(const std::string& where, const CTable& table, const CColumn& column,
-                      const std::string& value) {
-  checkColumnValue(where, table.name(), column.name(), value);
-  checkTypedValue(where, table.name(), column, value);
-}
-
 }  // namespace
 
 bool holdsComma(const std::string& value) { return value.find(',') != std::string::npos; }
@@ -69,7 +62,7 @@ std::vector<std::string> recordValues(const CTable& table, std::vector<std::stri
   for (size_t i = 0; i < values.size(); ++i) {
     const CColumn& column = *columns[first + i];
     values[i] = keptValue("", table.name(), column.name(), values[i], trim);
-    checkStoredValue("", table, column, values[i]);
+    checkValueFits("", table, column, values[i]);
   }
   return values;
 }
@@ -92,7 +85,7 @@ std::vector<std::pair<std::string, std::string>> assignedValues(
     }
     std::string value =
         keptValue("invalid assignment: ", table.name(), column->name(), assignment.value, trim);
-    checkStoredValue("invalid assignment: ", table, *column, value);
+    checkValueFits("invalid assignment: ", table, *column, value);
     auto same = [&](const auto& entry) { return entry.first == assignment.column; };
     assigned.erase(std::remove_if(assigned.begin(), assigned.end(), same), assigned.end());
     assigned.push_back({assignment.column, value});
