@@ -6,47 +6,9 @@
 #include "base/Errors.h"
 #include "base/Text.h"
 #include "input/ColumnRules.h"
+#include "output/Aligned.h"
 
 namespace taldb_cli {
-
-namespace {
-
-// Characters on screen, counting a UTF-8 sequence once.
-size_t displayWidth(const std::string& text) {
-  size_t width = 0;
-  for (unsigned char c : text) width += (c & 0xC0) != 0x80;
-  return width;
-}
-
-// Cells separated by two blanks; the last cell is not padded. A cell wider
-// than its column (a row past the block the widths were fixed by) is printed
-// whole, two blanks after it all the same.
-void printAligned(std::ostream& out, const std::vector<std::string>& cells,
-                  const std::vector<size_t>& widths) {
-  for (size_t i = 0; i < cells.size(); ++i) {
-    out << cells[i];
-    if (i + 1 == cells.size()) break;
-    size_t width = i < widths.size() ? widths[i] : 0, used = displayWidth(cells[i]);
-    out << std::string(width > used ? width - used + 2 : 2, ' ');
-  }
-  out << '\n';
-}
-
-void printCsvLine(std::ostream& out, const std::vector<std::string>& cells) {
-  for (size_t i = 0; i < cells.size(); ++i) out << (i ? "," : "") << csvCell(cells[i]);
-  out << '\n';
-}
-
-std::string jsonObject(const std::vector<std::string>& header, const std::vector<Kind>& kinds,
-                       const std::vector<std::string>& row) {
-  std::string text = "{";
-  for (size_t i = 0; i < header.size() && i < row.size(); ++i)
-    text += (i ? ", " : "") + jsonString(header[i]) + ": " +
-            jsonValue(row[i], i < kinds.size() ? kinds[i] : Kind::Text);
-  return text + "}";
-}
-
-}  // namespace
 
 bool parseFormat(const std::string& text, Format& format) {
   // In the order of the enumeration.
@@ -57,52 +19,6 @@ bool parseFormat(const std::string& text, Format& format) {
     return true;
   }
   return false;
-}
-
-std::string csvCell(const std::string& text) {
-  bool quote = text.find_first_of(",\"\r\n") != std::string::npos ||
-               (!text.empty() && (text.front() == ' ' || text.back() == ' '));
-  if (!quote) return text;
-  std::string cell = "\"";
-  for (char c : text) cell += c == '"' ? std::string("\"\"") : std::string(1, c);
-  return cell + "\"";
-}
-
-std::string jsonString(const std::string& text) {
-  std::string out = "\"";
-  for (size_t at = 0; at < text.size();) {
-    size_t length = utf8Length(text, at);
-    // A program that reads JSON takes only Unicode text: a stray byte becomes
-    // the replacement character, one for each byte.
-    if (length == 0) {
-      out += "\xEF\xBF\xBD";
-      ++at;
-      continue;
-    }
-    unsigned char c = static_cast<unsigned char>(text[at]);
-    // U+0080 to U+009F are the two-byte sequences C2 80 to C2 9F.
-    unsigned code = length == 2 && c == 0xC2 ? static_cast<unsigned char>(text[at + 1]) : c;
-    const char* escape = c == '"'    ? "\\\""
-                         : c == '\\' ? "\\\\"
-                         : c == '\n' ? "\\n"
-                         : c == '\r' ? "\\r"
-                         : c == '\t' ? "\\t"
-                                     : nullptr;
-    char hex[8];
-    // Other control characters have no short form.
-    if (escape == nullptr && (code < 0x20 || (code >= 0x7F && code <= 0x9F))) {
-      std::snprintf(hex, sizeof hex, "\\u%04x", code);
-      escape = hex;
-    }
-    out += escape != nullptr ? std::string(escape) : text.substr(at, length);
-    at += length;
-  }
-  return out + "\"";
-}
-
-std::string jsonValue(const std::string& value, Kind kind) {
-  // Whatever fits its column's type is the number's own text.
-  return isWholeNumber(value, kind) ? value : jsonString(value);
 }
 
 RowWriter::RowWriter(std::ostream& out, const Style& style, std::vector<std::string> header,

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "input/ColumnRules.h"
+#include "output/Csv.h"
+#include "output/Json.h"
 
 namespace taldb_cli {
 
@@ -73,15 +75,6 @@ void printRecord(std::ostream& out, const Rows& rows, const Style& style);
 // "# name" line, or one JSON object keyed by name, closed by endNamedSets.
 void beginNamedSet(std::ostream& out, const Style& style, size_t index, const std::string& name);
 void endNamedSets(std::ostream& out, const Style& style, size_t count);
-
-std::string csvCell(const std::string& text);
-// A JSON string of text, valid whatever bytes it holds: each byte that is not
-// part of a well-formed UTF-8 sequence becomes U+FFFD; '"', '\' and the
-// control characters (U+0000 to U+001F, U+007F to U+009F) are escaped.
-std::string jsonString(const std::string& text);
-// A value of a column of that kind: a JSON number when it fits an int or
-// bigint column, a JSON string otherwise.
-std::string jsonValue(const std::string& value, Kind kind);
 
 }  // namespace taldb_cli
 
