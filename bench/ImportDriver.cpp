@@ -1,0 +1,154 @@
+// Times `taldb import` run in-process, as the tool runs it, on fresh databases
+// under a scratch directory that it removes afterwards:
+//
+//   import_driver commas DIR [ROWS]   ROWS rows (20,000) of which one in five
+//                                     holds a comma, against the same rows
+//                                     without: the seconds of each import
+//   import_driver growth DIR [ROWS]   one import of ROWS rows (200,000): the
+//                                     per-row cost of its last batch of 2,000
+//                                     against its first
+//
+// A batch ends when the tool flushes its ids, so the times of the flushes of
+// standard output mark the batches. The growth import checks batch by batch
+// (--batch-check), so that its first batch is not also charged with the check
+// of the whole file. A single run: the ratios are what the targets are about.
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <istream>
+#include <ostream>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "Tool.h"
+#include "gux.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Standard output of the tool: dropped, each flush timed.
+class FlushTimes : public std::streambuf {
+ public:
+  std::vector<Clock::time_point> times;
+
+ protected:
+  int overflow(int c) override { return c; }
+  std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
+  int sync() override {
+    times.push_back(Clock::now());
+    return 0;
+  }
+};
+
+double Seconds(Clock::time_point from, Clock::time_point to) {
+  return std::chrono::duration<double>(to - from).count();
+}
+
+// A database at root with a table hosts of four columns, and a CSV file of
+// rows for it; one row in commaEvery holds a comma (0: none).
+bool Prepare(const std::string& root, const std::string& csv, int rows, int commaEvery) {
+  std::string ini = root + ".ini";
+  std::ofstream(ini) << "[database]\n[hosts]\nschema = id[int]|name[varchar]|port[int]|note[varchar]\n";
+  std::ostringstream out, err;
+  if (taldb_cli::RunTool({"--root", root, "-q", "create", ini}, out, err) != 0) {
+    fprintf(stderr, "create: %s", err.str().c_str());
+    return false;
+  }
+  std::ofstream file(csv);
+  file << "name,port,note\n";
+  for (int i = 1; i <= rows; ++i) {
+    if (commaEvery > 0 && i % commaEvery == 0)
+      file << "\"Smith, John " << i << "\"," << 8000 + i % 1000 << ",\"a note, of some length\"\n";
+    else
+      file << "Smith John " << i << "," << 8000 + i % 1000 << ",a note of some length\n";
+  }
+  if (!file.flush()) return false;
+  // What was just written is flushed now, so that the first batch's flush of
+  // the file system is not charged with it.
+  sync();
+  return true;
+}
+
+// Imports csv into root; the flush times in flushes, the start in *start.
+bool Import(const std::string& root, const std::string& csv, bool batchCheck, FlushTimes& flushes,
+            Clock::time_point* start) {
+  std::ostream out(&flushes);
+  std::ostringstream err;
+  std::vector<std::string> args = {"--root", root, "-q", "import", "hosts", csv};
+  if (batchCheck) args.push_back("--batch-check");
+  *start = Clock::now();
+  int status = taldb_cli::RunTool(args, out, err);
+  flushes.times.push_back(Clock::now());
+  if (status != 0) fprintf(stderr, "import: %s", err.str().c_str());
+  return status == 0;
+}
+
+int Commas(const std::string& dir, int rows) {
+  double seconds[2];
+  for (int commas = 0; commas < 2; ++commas) {
+    std::string root = dir + (commas ? "/commas" : "/plain");
+    if (!Prepare(root, root + ".csv", rows, commas ? 5 : 0)) return 1;
+    FlushTimes flushes;
+    Clock::time_point start;
+    if (!Import(root, root + ".csv", false, flushes, &start)) return 1;
+    seconds[commas] = Seconds(start, flushes.times.back());
+  }
+  printf("import of %d rows: without commas %.2f s, one row in five with a comma %.2f s: %.2fx\n",
+         rows, seconds[0], seconds[1], seconds[1] / seconds[0]);
+  return 0;
+}
+
+int Growth(const std::string& dir, int rows) {
+  const int kBatch = 2000;
+  std::string root = dir + "/growth";
+  if (!Prepare(root, root + ".csv", rows, 0)) return 1;
+  FlushTimes flushes;
+  Clock::time_point start;
+  if (!Import(root, root + ".csv", true, flushes, &start)) return 1;
+  // One flush per batch, then the summary's and the one at the end.
+  std::vector<Clock::time_point>& t = flushes.times;
+  size_t batches = static_cast<size_t>((rows + kBatch - 1) / kBatch);
+  if (t.size() < batches + 1) {
+    fprintf(stderr, "%zu flushes for %zu batches\n", t.size(), batches);
+    return 1;
+  }
+  double first = Seconds(start, t[0]) / kBatch * 1e6;
+  double last = Seconds(t[batches - 2], t[batches - 1]) / kBatch * 1e6;
+  printf("import of %d rows in %.1f s: first %d rows %.1f us per row, last %d rows %.1f us per "
+         "row: %.2fx\n",
+         rows, Seconds(start, t.back()), kBatch, first, kBatch, last, last / first);
+  // One batch is a fraction of a second, which the disk's other work can
+  // stretch: the ten after the first and the last ten say the same steadier.
+  if (batches >= 21) {
+    double early = Seconds(t[0], t[10]) / (10.0 * kBatch) * 1e6;
+    double late = Seconds(t[batches - 11], t[batches - 1]) / (10.0 * kBatch) * 1e6;
+    printf("batches 2 to 11 %.1f us per row, the last ten %.1f us per row: %.2fx\n", early, late,
+           late / early);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3 || argc > 4) {
+    fprintf(stderr, "usage: import_driver commas|growth DIR [ROWS]\n");
+    return 2;
+  }
+  std::string mode = argv[1], dir = argv[2];
+  if (!CreateTreeA(dir.c_str(), 0700)) {
+    perror(dir.c_str());
+    return 1;
+  }
+  int status = 2;
+  if (mode == "commas") status = Commas(dir, argc > 3 ? atoi(argv[3]) : 20000);
+  if (mode == "growth") status = Growth(dir, argc > 3 ? atoi(argv[3]) : 200000);
+  if (!DeleteTreeA(dir.c_str())) perror(dir.c_str());
+  return status;
+}
