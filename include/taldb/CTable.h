@@ -136,13 +136,14 @@ class CTable {
   // batch (every temporary file's data flushed before the first rename, the
   // directory flushed once after the last), so that a bulk load runs at the
   // speed of the disk. With allocate, each text holds the values of columns
-  // 2..N (as addRecord(text, &id, 0) takes it) and the ids are allocated by
-  // one scan, counting up from the largest; without, each text begins with
-  // its record's id (as addRecord(text, null, 0) takes it) and replaces a
-  // record of that id. ids (count entries, may be null) receives each id.
-  // Every text is checked before anything is written: 11 for the first whose
-  // count of values is wrong, 18, 20; nothing is written then. Otherwise 0
-  // when the whole batch is on stable storage, or 20 after a failed step.
+  // 2..N (as addRecord(text, &id, 0) takes it) and the ids are allocated
+  // counting up from the largest (see addRecordValues); without, each text
+  // begins with its record's id (as addRecord(text, null, 0) takes it) and
+  // replaces a record of that id. ids (count entries, may be null) receives
+  // each id. Every text is checked before anything is written: 11 for the
+  // first whose count of values is wrong, 18, 20; nothing is written then.
+  // Otherwise 0 when the whole batch is on stable storage, or 20 after a
+  // failed step.
   // *written (may be null) receives how many records, the first of the
   // batch in order, are on stable storage; nothing of the rest is in place.
   // Nothing is acknowledged before the whole batch is flushed; after a crash

@@ -121,8 +121,7 @@ int ParseRecordValues(const char* const* values, long count, bool idFirst, Recor
     }
     size_t length = strcspn(value, "|\n");
     if (value[length] != '\0' || !IsWholeValue(length)) {
-      return Fail(11, "value %ld of the record holds \"|\" or a line feed, or is longer than %zu "
-                  "bytes",
+      return Fail(11, "record value %ld holds \"|\" or a line feed, or is longer than %zu bytes",
                   i + 1, kValueLimit - 1);
     }
     if (!out.content.append(value, length) || !out.content.append('|')) return NoMemory();

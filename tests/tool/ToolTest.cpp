@@ -588,8 +588,8 @@ TEST_F(ToolTest, ImportChecksEveryRowBeforeWriting) {
                "line 3: the value ' b ' of hosts.name has blanks"}});
   writeFile("put.csv", "port,id,name\n9,2,ab\n5,78, b \n");
   imported = run({"import", "hosts", at("put.csv"), "--put", "--trim"});
-  EXPECT_EQ(imported.out + imported.err,
-            "2\n78\nimported 2 records into hosts from " + at("put.csv") + " (1 added, 1 replaced)\n");
+  EXPECT_EQ(imported.out + imported.err, "2\n78\nimported 2 records into hosts from " +
+                                             at("put.csv") + " (1 added, 1 replaced)\n");
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/2")) +
                 readFile(data("hosts/78")),
             "say \"hi\"|9||7|ab|9|b|5|");
