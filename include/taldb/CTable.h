@@ -160,8 +160,10 @@ class CTable {
   // record is checked before anything is written: 20 for a null pointer among
   // them, 11 for the first value the record line would not keep whole (a
   // "|", a line feed, more than 2047 bytes), 18; nothing is written then.
-  // Otherwise the ids, the codes, *written and what stays on disk after a
-  // failure are those of addRecords.
+  // With allocate and maxId above 0, a batch whose last id would pass maxId
+  // is refused with 15 under the locks, as addRecord refuses one record, and
+  // nothing is written. Otherwise the ids, the codes, *written and what stays
+  // on disk after a failure are those of addRecords.
   //
   // Both forms allocate ids counting up from the largest record number. A
   // batch after another through this table object (or a copy of it) takes
@@ -170,7 +172,7 @@ class CTable {
   // (see src/table/GroupWrite.h): processes adding at once never take one id
   // twice, and an allocating batch never replaces a record.
   TALDB_EXPORT int addRecordValues(const char* const* const* records, int count, int* ids,
-                                   bool allocate, int* written);
+                                   bool allocate, unsigned int maxId, int* written);
   // Locked. Removes the record file and flushes the directory when it did;
   // 0 whether or not it was there, 20 no mutex.
   TALDB_EXPORT int deleteRecord(const char* name);
@@ -243,7 +245,8 @@ class CTable {
   template <class Lookup>
   int withRecordById(const char* id, Lookup lookup);
   int saveCurrentRecord(const char* path);
-  int writeGroup(RecordText* records, int count, int* ids, bool allocate, int* written);
+  int writeGroup(RecordText* records, int count, int* ids, bool allocate, unsigned int maxId,
+                 int* written);
   void deleteColumns();
   void copyColumnsFrom(const CTable& other);
 

@@ -393,11 +393,11 @@ int CTable::addRecords(const char* const* texts, int count, int* ids, bool alloc
     if (!ParseRecordText(texts[i], !allocate, records[i])) return NoMemory();
     if (records[i].values != expected) return Fail(11, "record's syntax error ");
   }
-  return writeGroup(records.get(), count, ids, allocate, written);
+  return writeGroup(records.get(), count, ids, allocate, 0, written);
 }
 
 int CTable::addRecordValues(const char* const* const* values, int count, int* ids, bool allocate,
-                            int* written) {
+                            unsigned int maxId, int* written) {
   if (written != nullptr) *written = 0;
   if (!LockAcquired(m_mutex)) return 20;
   if (!ParamsPresent(values) || count < 0) return 20;
@@ -410,11 +410,12 @@ int CTable::addRecordValues(const char* const* const* values, int count, int* id
       if (!ParamsPresent(values[i][v])) return 20;
     if (int rc = ParseRecordValues(values[i], width, !allocate, records[i])) return rc;
   }
-  return writeGroup(records.get(), count, ids, allocate, written);
+  return writeGroup(records.get(), count, ids, allocate, maxId, written);
 }
 
 // The write of a checked batch, for both forms of the group write.
-int CTable::writeGroup(RecordText* records, int count, int* ids, bool allocate, int* written) {
+int CTable::writeGroup(RecordText* records, int count, int* ids, bool allocate, unsigned int maxId,
+                       int* written) {
   std::unique_ptr<GroupEntry[]> entries(new (std::nothrow) GroupEntry[count]);
   if (count > 0 && entries == nullptr) return NoMemory();
   MutexGuard hold(m_mutex);
@@ -448,6 +449,11 @@ int CTable::writeGroup(RecordText* records, int count, int* ids, bool allocate, 
       scanned = true;
     }
     if (allocate && !absent) allocateIds();
+    unsigned long long last = static_cast<unsigned long long>(largest) + count;
+    if (allocate && maxId != 0 && count > 0 && last > maxId) {
+      return Fail(15, "The new record's id(%llu) is greater than specified max id(%u).", last,
+                  maxId);
+    }
     for (int i = 0; i < count; ++i) {
       if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
       entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};

@@ -49,7 +49,7 @@ TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
             if (p < 2 && own.addRecord((name[k] + "," + port[k]).c_str(), &allocated[k], 0) != 0)
               _exit(4);
           }
-          if (p >= 2 && own.addRecordValues(batch, 5, allocated, true, nullptr) != 0) _exit(4);
+          if (p >= 2 && own.addRecordValues(batch, 5, allocated, true, 0, nullptr) != 0) _exit(4);
           std::this_thread::yield();
           // One appending write per line, so that the reports never interleave.
           for (int k = 0; k < 5; ++k) {

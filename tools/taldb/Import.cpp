@@ -285,7 +285,7 @@ class Importer {
       std::vector<int> ids(rows.size());
       int done = 0;
       int status = table_.addRecordValues(records_.data(), static_cast<int>(rows.size()),
-                                          ids.data(), !put_, &done);
+                                          ids.data(), !put_, kLargestId, &done);
       // Each batch's ids are out as soon as the batch is on disk; the reason
       // of the first write that fails is kept before anything else can change
       // errno.
@@ -297,6 +297,8 @@ class Importer {
       if (ctx_.out() && !ctx_.out().flush()) outError = errno;
       written_ += done;
       if (done > 0) lastLine_ = lines[done - 1];
+      // Refused before anything was written, as add refuses the id past the last.
+      if (status == 15) stop(noIdLeft("failed"));
       if (status != 0) {
         stop("failed (status " + std::to_string(status) + "): " + ctx_.log().explain(status));
       }
