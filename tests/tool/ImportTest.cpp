@@ -62,8 +62,7 @@ TEST_F(ToolTest, ImportReadsAFifoOnceAndSaysHowFarItGotWhenItsOutputFails) {
   EXPECT_EQ(err.str(), "taldb: import hosts (" + at("more.csv") +
                            "): 1 of 1 rows written, the last from line 2; rows after it not "
                            "written: standard output could not be written (Broken pipe); add "
-                           "--from-line 3 "
-                           "to go on from there\n");
+                           "--from-line 3 to go on from there\n");
   EXPECT_EQ(readFile(data("hosts/5")), "d|1|");
 }
 
