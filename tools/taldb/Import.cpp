@@ -80,8 +80,11 @@ class Input {
       return;
     }
     open(file);
-    struct stat status;
-    if (twice && (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode))) spool(*owned_);
+    struct stat status = {};
+    bool regular = stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    if (!regular && S_ISDIR(status.st_mode))
+      throw Failure("import: cannot read " + file + ": " + std::strerror(EISDIR));
+    if (twice && !regular) spool(*owned_);
   }
   ~Input() {
     if (!spooled_.empty()) unlink(spooled_.c_str());
