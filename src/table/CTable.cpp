@@ -451,19 +451,20 @@ int CTable::writeGroup(RecordText* records, int count, int* ids, bool allocate, 
     if (allocate && !absent) allocateIds();
     unsigned long long last = static_cast<unsigned long long>(largest) + count;
     if (allocate && maxId != 0 && count > 0 && last > maxId) {
-      return Fail(15, "The new record's id(%llu) is greater than specified max id(%u).", last,
-                  maxId);
+      status =
+          Fail(15, "The new record's id(%llu) is greater than specified max id(%u).", last, maxId);
+    } else {
+      for (int i = 0; i < count; ++i) {
+        if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
+        entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
+      }
+      if (!allocate && !SkipReplaced(entries.get(), count)) return NoMemory();
+      durable = DurableGroupWrite(m_path, dirFd, entries.get(), static_cast<size_t>(count), absent,
+                                  &status);
+      mark.set = false;
+      if (allocate && status == 0 && dirFd >= 0 && lock.held())
+        SetMark(mark, dirFd, largest + static_cast<unsigned int>(count));
     }
-    for (int i = 0; i < count; ++i) {
-      if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
-      entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
-    }
-    if (!allocate && !SkipReplaced(entries.get(), count)) return NoMemory();
-    durable = DurableGroupWrite(m_path, dirFd, entries.get(), static_cast<size_t>(count), absent,
-                                &status);
-    mark.set = false;
-    if (allocate && status == 0 && dirFd >= 0 && lock.held())
-      SetMark(mark, dirFd, largest + static_cast<unsigned int>(count));
   }
   // An allocating batch that did not scan closes the stream, so that it ends
   // a listing in progress as one that scanned to the stream's end does.
