@@ -128,7 +128,9 @@ const Command kCommands[] = {
     {"import", "TABLE FILE|- [--put] [--from-line N] [--batch-check]",
      "add the rows of a CSV file (or standard input)",
      "The first line names columns of the table, in any order; the columns it leaves out\n"
-     "stay empty, and so do trailing cells a row leaves out. Each row is added under the\n"
+     "stay empty, and so do trailing cells a row leaves out. An int or bigint column is\n"
+     "never empty, so a header that leaves one out is refused, naming it. FILE may be a\n"
+     "pipe or a FIFO, such as <(zcat rows.csv.gz). Each row is added under the\n"
      "next free id and the ids are printed; the header may name the first column only with\n"
      "--put, which keeps its values (0 to 2147483647) as the records' ids, replacing records\n"
      "of the same id, so that running the same --put import again is safe. Cells may be\n"
@@ -139,8 +141,9 @@ const Command kCommands[] = {
      "writes nothing. --batch-check reads the file once and checks each batch as it goes:\n"
      "a problem then ends the import with the rows before its batch written.\n"
      "Rows are written in batches of 2,000, each on disk before its ids are printed; on a\n"
-     "terminal a progress line shows on standard error (not with -q). An import that fails\n"
-     "or is interrupted says how many rows were written and the line of the last;\n"
+     "terminal a progress line shows on standard error (not with -q), where the summary\n"
+     "at the end goes too. An import that fails or is interrupted (Ctrl-C, or a reader of\n"
+     "the ids that goes away) says how many rows were written and the line of the last;\n"
      "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
      2, 2, kOptRoot | kOptPut | kOptTrim, cmdImport},
     {"dump", "[TABLE] [--allow-partial]", "every record of one table or of all tables",
