@@ -65,7 +65,8 @@
 
 namespace TalDB {
 
-class ReadFence;  // the library's own, not part of the interface
+class ReadFence;    // the library's own, not part of the interface
+struct RecordText;  // the same
 
 class CTable {
  public:
@@ -135,19 +136,43 @@ class CTable {
   // batch (every temporary file's data flushed before the first rename, the
   // directory flushed once after the last), so that a bulk load runs at the
   // speed of the disk. With allocate, each text holds the values of columns
-  // 2..N (as addRecord(text, &id, 0) takes it) and the ids are allocated by
-  // one scan, counting up from the largest; without, each text begins with
-  // its record's id (as addRecord(text, null, 0) takes it) and replaces a
-  // record of that id. ids (count entries, may be null) receives each id.
-  // Every text is checked before anything is written: 11 for the first whose
-  // count of values is wrong, 18, 20; nothing is written then. Otherwise 0
-  // when the whole batch is on stable storage, or 20 after a failed step.
+  // 2..N (as addRecord(text, &id, 0) takes it) and the ids are allocated
+  // counting up from the largest (see addRecordValues); without, each text
+  // begins with its record's id (as addRecord(text, null, 0) takes it) and
+  // replaces a record of that id. ids (count entries, may be null) receives
+  // each id. Every text is checked before anything is written: 11 for the
+  // first whose count of values is wrong, 18, 20; nothing is written then.
+  // Otherwise 0 when the whole batch is on stable storage, or 20 after a
+  // failed step.
   // *written (may be null) receives how many records, the first of the
   // batch in order, are on stable storage; nothing of the rest is in place.
   // Nothing is acknowledged before the whole batch is flushed; after a crash
   // repair() finishes or removes what a batch left.
   TALDB_EXPORT int addRecords(const char* const* texts, int count, int* ids, bool allocate,
                               int* written);
+  // Locked, under the directory lock for the whole batch. The group write
+  // of addRecords, with each record given as its values rather than as
+  // comma-separated text: records[i] points to the values of record i, one
+  // per column (with allocate, of columns 2..N; without, of every column, the
+  // first the id, taken as addRecords takes it), so a value may hold a comma
+  // or blanks at its ends and is stored exactly as given. The records, their
+  // values and ids stay the caller's; nothing is kept after the call. Every
+  // record is checked before anything is written: 20 for a null pointer among
+  // them, 11 for the first value the record line would not keep whole (a
+  // "|", a line feed, more than 2047 bytes), 18; nothing is written then.
+  // With allocate and maxId above 0, a batch whose last id would pass maxId
+  // is refused with 15 under the locks, as addRecord refuses one record, and
+  // nothing is written. Otherwise the ids, the codes, *written and what stays
+  // on disk after a failure are those of addRecords.
+  //
+  // Both forms allocate ids counting up from the largest record number. A
+  // batch after another through this table object (or a copy of it) takes
+  // them without a scan when the directory shows no change since the last
+  // batch, and tests, one name each, that no file stands at the ids it takes
+  // (see src/table/GroupWrite.h): processes adding at once never take one id
+  // twice, and an allocating batch never replaces a record.
+  TALDB_EXPORT int addRecordValues(const char* const* const* records, int count, int* ids,
+                                   bool allocate, unsigned int maxId, int* written);
   // Locked. Removes the record file and flushes the directory when it did;
   // 0 whether or not it was there, 20 no mutex.
   TALDB_EXPORT int deleteRecord(const char* name);
@@ -223,6 +248,8 @@ class CTable {
   template <class Lookup>
   int withRecordById(const char* id, Lookup lookup);
   int saveCurrentRecord(const char* path);
+  int writeGroup(RecordText* records, int count, int* ids, bool allocate, unsigned int maxId,
+                 int* written);
   void deleteColumns();
   void copyColumnsFrom(const CTable& other);
 

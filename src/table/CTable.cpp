@@ -372,33 +372,89 @@ int CTable::addRecords(const char* const* texts, int count, int* ids, bool alloc
   // Every text is split and checked before the locks are taken, so that a
   // batch with a mistake in its last record writes nothing.
   std::unique_ptr<RecordText[]> records(new (std::nothrow) RecordText[count]);
-  std::unique_ptr<GroupEntry[]> entries(new (std::nothrow) GroupEntry[count]);
-  if (count > 0 && (records == nullptr || entries == nullptr)) return NoMemory();
+  if (count > 0 && records == nullptr) return NoMemory();
   long expected = static_cast<long>(m_columns.size()) - (allocate ? 1 : 0);
   for (int i = 0; i < count; ++i) {
     if (!ParamsPresent(texts[i])) return 20;
     if (!ParseRecordText(texts[i], !allocate, records[i])) return NoMemory();
     if (records[i].values != expected) return Fail(11, "record's syntax error ");
   }
+  return writeGroup(records.get(), count, ids, allocate, 0, written);
+}
 
-  MutexGuard hold(m_mutex);
-  DirLock lock;
-  unsigned int largest = 4294967295u;
-  if (StreamAccess::openOn(m_dirIter, m_path) == 0) {
-    lock.lockStream(m_dirIter);
-    if (allocate) largest = LargestRecordNumber(m_dirIter);
-  } else {
-    lock.lockPath(m_path);
-  }
+int CTable::addRecordValues(const char* const* const* values, int count, int* ids, bool allocate,
+                            unsigned int maxId, int* written) {
+  if (written != nullptr) *written = 0;
+  if (!LockAcquired(m_mutex)) return 20;
+  if (!ParamsPresent(values) || count < 0) return 20;
+  std::unique_ptr<RecordText[]> records(new (std::nothrow) RecordText[count]);
+  if (count > 0 && records == nullptr) return NoMemory();
+  long width = static_cast<long>(m_columns.size()) - (allocate ? 1 : 0);
   for (int i = 0; i < count; ++i) {
-    if (allocate) records[i].id = largest + 1 + static_cast<unsigned int>(i);
-    if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
-    entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
+    if (!ParamsPresent(values[i])) return 20;
+    for (long v = 0; v < width; ++v)
+      if (!ParamsPresent(values[i][v])) return 20;
+    if (int rc = ParseRecordValues(values[i], width, !allocate, records[i])) return rc;
   }
-  if (!allocate && !SkipReplaced(entries.get(), count)) return NoMemory();
+  return writeGroup(records.get(), count, ids, allocate, maxId, written);
+}
+
+// The write of a checked batch, for both forms of the group write.
+int CTable::writeGroup(RecordText* records, int count, int* ids, bool allocate, unsigned int maxId,
+                       int* written) {
+  std::unique_ptr<GroupEntry[]> entries(new (std::nothrow) GroupEntry[count]);
+  if (count > 0 && entries == nullptr) return NoMemory();
+  MutexGuard hold(m_mutex);
+  IdMark& mark = *IdMarkOf(m_mutex);
+  bool scanned = false, absent = false;
   int status = 0;
-  size_t durable = DurableGroupWrite(m_path, StreamDescriptor(m_dirIter), entries.get(),
-                                     static_cast<size_t>(count), &status);
+  size_t durable = 0;
+  {
+    DirLock lock;
+    unsigned int largest = 4294967295u;
+    int dirFd = -1;
+    if (StreamAccess::openOn(m_dirIter, m_path) == 0) {
+      lock.lockStream(m_dirIter);
+      dirFd = StreamDescriptor(m_dirIter);
+    } else {
+      lock.lockPath(m_path);
+    }
+    // Without the lock, or without the directory, the mark proves nothing.
+    bool marked = allocate && dirFd >= 0 && lock.held() && MarkHolds(mark, dirFd);
+    auto allocateIds = [&] {
+      for (int i = 0; i < count; ++i) records[i].id = largest + 1 + static_cast<unsigned int>(i);
+    };
+    if (marked) {
+      largest = mark.largest;
+      allocateIds();
+      for (int i = 0; i < count; ++i) entries[i] = {records[i].id, nullptr, 0, false};
+      absent = !AnyInPlace(m_path, entries.get(), static_cast<size_t>(count));
+    }
+    if (allocate && !absent && dirFd >= 0) {
+      largest = LargestRecordNumber(m_dirIter);
+      scanned = true;
+    }
+    if (allocate && !absent) allocateIds();
+    unsigned long long last = static_cast<unsigned long long>(largest) + count;
+    if (allocate && maxId != 0 && count > 0 && last > maxId) {
+      status =
+          Fail(15, "The new record's id(%llu) is greater than specified max id(%u).", last, maxId);
+    } else {
+      for (int i = 0; i < count; ++i) {
+        if (ids != nullptr) ids[i] = static_cast<int>(records[i].id);
+        entries[i] = {records[i].id, records[i].content.data(), records[i].content.size(), false};
+      }
+      if (!allocate && !SkipReplaced(entries.get(), count)) return NoMemory();
+      durable = DurableGroupWrite(m_path, dirFd, entries.get(), static_cast<size_t>(count), absent,
+                                  &status);
+      mark.set = false;
+      if (allocate && status == 0 && dirFd >= 0 && lock.held())
+        SetMark(mark, dirFd, largest + static_cast<unsigned int>(count));
+    }
+  }
+  // An allocating batch that did not scan closes the stream, so that it ends
+  // a listing in progress as one that scanned to the stream's end does.
+  if (allocate && !scanned) m_dirIter.close();
   if (written != nullptr) *written = static_cast<int>(durable);
   return status;
 }

@@ -48,7 +48,7 @@ void RemoveTemporaries(const char* dir, const GroupEntry* entries, size_t from, 
 }  // namespace
 
 size_t DurableGroupWrite(const char* dir, int dirFd, const GroupEntry* entries, size_t count,
-                         int* status) {
+                         bool absent, int* status) {
   char path[kPathLimit], temporary[kPathLimit];
   *status = 0;
   for (size_t i = 0; i < count; ++i) {
@@ -76,7 +76,7 @@ size_t DurableGroupWrite(const char* dir, int dirFd, const GroupEntry* entries, 
     EntryPaths(dir, entries[renamed].id, path, temporary);
     // As in a single write, the old file goes first so that the rename never
     // has to replace one.
-    if (gux_access(path, 0) == 0) RemoveFile(path);
+    if (!absent && gux_access(path, 0) == 0) RemoveFile(path);
     if (rename(temporary, path) != 0) {
       *status = Fail(20, "%s: failed to rename record file from [%s] to [%s] (%s).", kWho,
                      temporary, path, strerror(errno));
@@ -90,6 +90,47 @@ size_t DurableGroupWrite(const char* dir, int dirFd, const GroupEntry* entries, 
     return 0;
   }
   return renamed;
+}
+
+namespace {
+
+void ReadMark(const struct stat& status, IdMark& mark) {
+  mark.device = status.st_dev;
+  mark.inode = status.st_ino;
+  mark.links = status.st_nlink;
+  mark.size = status.st_size;
+  mark.modified[0] = status.st_mtim.tv_sec, mark.modified[1] = status.st_mtim.tv_nsec;
+  mark.changed[0] = status.st_ctim.tv_sec, mark.changed[1] = status.st_ctim.tv_nsec;
+}
+
+}  // namespace
+
+bool MarkHolds(const IdMark& mark, int dirFd) {
+  struct stat status;
+  if (!mark.set || dirFd < 0 || StatFile(dirFd, &status) != 0) return false;
+  IdMark now = mark;
+  ReadMark(status, now);
+  return now.device == mark.device && now.inode == mark.inode && now.links == mark.links &&
+         now.size == mark.size && now.modified[0] == mark.modified[0] &&
+         now.modified[1] == mark.modified[1] && now.changed[0] == mark.changed[0] &&
+         now.changed[1] == mark.changed[1];
+}
+
+void SetMark(IdMark& mark, int dirFd, unsigned int largest) {
+  struct stat status;
+  mark.set = dirFd >= 0 && StatFile(dirFd, &status) == 0;
+  if (!mark.set) return;
+  ReadMark(status, mark);
+  mark.largest = largest;
+}
+
+bool AnyInPlace(const char* dir, const GroupEntry* entries, size_t count) {
+  char path[kPathLimit], temporary[kPathLimit];
+  for (size_t i = 0; i < count; ++i) {
+    EntryPaths(dir, entries[i].id, path, temporary);
+    if (gux_access(path, 0) == 0) return true;
+  }
+  return false;
 }
 
 }  // namespace TalDB

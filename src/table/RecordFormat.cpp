@@ -111,6 +111,24 @@ bool ParseRecordText(const char* text, bool idFirst, RecordText& out) {
   return stored;
 }
 
+int ParseRecordValues(const char* const* values, long count, bool idFirst, RecordText& out) {
+  out.values = count;
+  for (long i = 0; i < count; ++i) {
+    const char* value = values[i];
+    if (i == 0 && idFirst) {
+      out.id = RecordNumber(value);
+      continue;
+    }
+    size_t length = strcspn(value, "|\n");
+    if (value[length] != '\0' || !IsWholeValue(length)) {
+      return Fail(11, "record value %ld holds \"|\" or a line feed, or is longer than %zu bytes",
+                  i + 1, kValueLimit - 1);
+    }
+    if (!out.content.append(value, length) || !out.content.append('|')) return NoMemory();
+  }
+  return 0;
+}
+
 char* SplitTerm(char* item, char** value) {
   *value = item;
   char* name = StringGetNextA(value, '=');

@@ -88,6 +88,14 @@ class RecordValues {
 // Fills out from text. False when memory ran out.
 bool ParseRecordText(const char* text, bool idFirst, RecordText& out);
 
+// The same from count values given one by one (the group write's value form),
+// each stored exactly as given, commas and blanks included; with idFirst the
+// first is the record's id, its number taken as a record text's first value
+// gives it. 0; 11 for a value that the record line would not keep whole (a
+// "|", a line feed, more than 2047 bytes), logged with its position; 18
+// without memory.
+int ParseRecordValues(const char* const* values, long count, bool idFirst, RecordText& out);
+
 // ---- Assignment list ("name = web02, port=9090") and condition terms
 // ("port=8080,name=web01"): comma-separated items of a name, "=" and a value.
 

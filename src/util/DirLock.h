@@ -35,6 +35,9 @@ class DirLock {
   // acknowledges is on disk when it returns: through the lock's descriptor,
   // or one of its own for path when no lock could be taken.
   int flush(const char* path) const;
+  // Whether the lock is held: false when the directory could not be opened
+  // or its file system has no locks.
+  bool held() const { return m_fd >= 0; }
 
  private:
   int m_fd = -1;

@@ -53,6 +53,8 @@ int FlushFile(int fd) {
 
 int FlushFileSystem(int fd) { return ::syncfs(fd); }
 
+int StatFile(int fd, struct stat* status) { return ::fstat(fd, status); }
+
 int FlushDirectory(const char* path) {
   int fd = OpenDirectoryForLock(path);
   if (fd < 0) return -1;

@@ -8,6 +8,7 @@
 #define TALDB_UTIL_FILESYSTEM_H
 
 #include <stddef.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 namespace TalDB {
@@ -28,6 +29,8 @@ int MakeDirectory(const char* path, mode_t mode);
 int RemoveDirectory(const char* path);
 // stat, following symbolic links.
 bool IsDirectory(const char* path);
+// fstat: 0, or -1 with errno.
+int StatFile(int fd, struct stat* status);
 // lstat: a regular file itself, not a link to one.
 bool IsPlainFile(const char* path);
 

@@ -19,6 +19,7 @@ namespace {
 struct SharedMutex {
   pthread_mutex_t mutex;
   std::atomic<int> users;
+  IdMark mark;
 };
 static_assert(std::is_standard_layout<SharedMutex>::value && offsetof(SharedMutex, mutex) == 0,
               "the mutex must start the shared block");
@@ -47,6 +48,7 @@ pthread_mutex_t* NewSharedMutex() {
   }
   pthread_mutex_init(&shared->mutex, nullptr);
   shared->users = 1;
+  shared->mark = IdMark();
   return &shared->mutex;
 }
 
@@ -54,6 +56,8 @@ pthread_mutex_t* ShareMutex(pthread_mutex_t* mutex) {
   if (mutex != nullptr) BlockOf(mutex)->users++;
   return mutex;
 }
+
+IdMark* IdMarkOf(pthread_mutex_t* mutex) { return &BlockOf(mutex)->mark; }
 
 void ReleaseMutex(pthread_mutex_t* mutex) {
   if (mutex == nullptr) return;

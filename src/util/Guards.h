@@ -26,6 +26,21 @@ pthread_mutex_t* ShareMutex(pthread_mutex_t* mutex);
 // Counts one user less and destroys the mutex with the last one.
 void ReleaseMutex(pthread_mutex_t* mutex);
 
+// What an allocating group write (CTable::addRecords) leaves for the next one
+// through the same mutex: the table directory as that write left it (its
+// identity, size and times) and the largest id it wrote. It lives beside the
+// mutex, so that it takes no room in the table object and is shared by the
+// copies that share the mutex (and so take turns on it); it is read and
+// written only with the mutex held. set is false until a write leaves a mark.
+struct IdMark {
+  bool set;
+  unsigned long device, inode, links;
+  long size, modified[2], changed[2];
+  unsigned int largest;
+};
+// The mark kept beside a mutex made by NewSharedMutex (which clears it).
+IdMark* IdMarkOf(pthread_mutex_t* mutex);
+
 // Holds a table's mutex for one call and releases it on every way out.
 class MutexGuard {
  public:

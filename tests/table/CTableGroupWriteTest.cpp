@@ -84,3 +84,40 @@ TEST_F(GroupWriteTest, AFailedStepLeavesOnlyWhatItReportsWritten) {
     fault::reset();
   }
 }
+
+// The value form stores each value as given (commas, quotes, blanks, an empty
+// last value) in the same batch, and a value the record line would not keep
+// refuses the whole batch, and so do ids past the limit. A batch after a file
+// appeared at the next id, which the mark of the batch before does not know
+// of, takes the ids after it.
+TEST_F(GroupWriteTest, TakesValuesAsGivenAndRefusesABatchWithOneTheLineCannotKeep) {
+  lay("4:a|1|");
+  const char* first[] = {"Smith, John", " \"q\" "};
+  const char* second[] = {"x", ""};
+  const char* const* batch[] = {first, second};
+  ids.assign(2, -1);
+  ASSERT_EQ(table->addRecordValues(batch, 2, ids.data(), true, 0, &written), 0);
+  EXPECT_EQ(ids, (std::vector<int>{5, 6}));
+  EXPECT_EQ(written, 2);
+  // Ids past the limit refuse the batch, as addRecord refuses one record.
+  EXPECT_EQ(table->addRecordValues(batch, 2, ids.data(), true, 7, &written), 15);
+  EXPECT_EQ(log_.take().size(), 1u);
+  put("7", "other|2|");
+  ASSERT_EQ(table->addRecordValues(batch + 1, 1, ids.data(), true, 0, &written), 0);
+  EXPECT_EQ(ids[0], 8);
+  const char* given[] = {"4", "a,b", ""};
+  const char* const* replace[] = {given};
+  ASSERT_EQ(table->addRecordValues(replace, 1, nullptr, false, 0, &written), 0);
+  const std::string laid = "4:a,b|| 5:Smith, John| \"q\" | 6:x|| 7:other|2| 8:x||";
+  EXPECT_EQ(contents(), laid);
+  std::string longValue(2048, 'x');
+  for (const char* bad : {"a|b", "a\nb", longValue.c_str()}) {
+    const char* wrong[] = {"ok", bad};
+    const char* const* refused[] = {first, wrong};
+    EXPECT_EQ(table->addRecordValues(refused, 2, nullptr, true, 0, &written), 11);
+    EXPECT_EQ(written, 0);
+    EXPECT_EQ(contents(), laid);
+    Logs logs = log_.take();
+    EXPECT_TRUE(logs.size() == 1 && logs[0].code == 11) << bad;
+  }
+}

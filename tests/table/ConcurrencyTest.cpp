@@ -16,9 +16,10 @@
 
 using ConcurrencyTest = TableTest;
 
-// Four processes add 250 records each with allocated ids while two others
-// update two columns of one record 200 times each: every acknowledged add
-// is on disk with its payload, and the record keeps both last values.
+// Four processes add 250 records each with allocated ids (two one by one, two
+// in batches) while two others update two columns of one record 200 times
+// each: every acknowledged add is on disk with its payload, and the record
+// keeps both last values.
 TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
   put("0", "start|0|");
   std::vector<pid_t> children;
@@ -33,14 +34,28 @@ TEST_F(ConcurrencyTest, ProcessesWritingOneTableLoseNothing) {
           std::string assignment = (p == 4 ? "name=" : "port=") + std::to_string(i);
           if (own.updateRecord("0", assignment.c_str()) != 0) _exit(5);
         }
-        for (int i = 0; p < 4 && i < 250; ++i) {
-          std::string name = "p" + std::to_string(p) + "-" + std::to_string(i);
-          int allocated = 0;
-          if (own.addRecord((name + "," + std::to_string(i)).c_str(), &allocated, 0) != 0) _exit(4);
+        // Two add one record at a time, two in batches of five through the
+        // group write's value form, which takes its ids without a scan while
+        // nothing else changed the directory.
+        for (int i = 0; p < 4 && i < 250; i += 5) {
+          std::string name[5], port[5];
+          const char* values[5][2];
+          const char* const* batch[5];
+          int allocated[5];
+          for (int k = 0; k < 5; ++k) {
+            name[k] = "p" + std::to_string(p) + (p < 2 ? "-" : ", ") + std::to_string(i + k);
+            port[k] = std::to_string(i + k);
+            values[k][0] = name[k].c_str(), values[k][1] = port[k].c_str(), batch[k] = values[k];
+            if (p < 2 && own.addRecord((name[k] + "," + port[k]).c_str(), &allocated[k], 0) != 0)
+              _exit(4);
+          }
+          if (p >= 2 && own.addRecordValues(batch, 5, allocated, true, 0, nullptr) != 0) _exit(4);
+          std::this_thread::yield();
           // One appending write per line, so that the reports never interleave.
-          std::string line =
-              std::to_string(allocated) + " " + name + "|" + std::to_string(i) + "|\n";
-          if (write(out, line.data(), line.size()) != ssize_t(line.size())) _exit(3);
+          for (int k = 0; k < 5; ++k) {
+            std::string line = std::to_string(allocated[k]) + " " + name[k] + "|" + port[k] + "|\n";
+            if (write(out, line.data(), line.size()) != ssize_t(line.size())) _exit(3);
+          }
         }
       }
       _exit(0);

@@ -43,7 +43,7 @@ TEST_F(BackupTest, EveryValueARecordFileHoldsComesBackByteForByte) {
               {{"add", "sizes", "2147483647", "9223372036854775807", "-"}, 0, "1\n"},
               {{"put", "sizes", "2", "0", "1", "caf\xC3\xA9 \xFF\x01"}, 0, "wrote"},
               {{"update", "sizes", "2", "note={{$talhost}}%"}, 0, "updated"},
-              {{"import", "sizes", at("rows.csv")}, 0, "imported 1 record"},
+              {{"-q", "import", "sizes", at("rows.csv")}, 0, "3\n"},
               {{"seed", "sizes", at("seed.ini")}, 0, "seeded"},
               {{"put", "notes", "9", ""}, 0, "wrote"}});
   // Values only a host writes (commas, blanks at the ends, an empty last value, control bytes),

@@ -2,6 +2,9 @@
 // printed; one that fails part way says how far it got, and --from-line goes
 // on from there without writing a row twice.
 #include <errno.h>
+#include <sys/stat.h>
+
+#include <thread>
 
 #include "ToolFixture.h"
 
@@ -23,8 +26,8 @@ TEST_F(ToolTest, ImportInBatchesSaysHowFarItGotAndGoesOnFromThere) {
   EXPECT_NE(failed.err.find("; add --from-line 2101 to go on from there\n"), std::string::npos);
   EXPECT_EQ(failed.out.substr(failed.out.size() - 5), "2101\n");  // ids 3 to 2101
   EXPECT_EQ(list(data("hosts")).size(), 2101u);
-  Result rest = expectRows(
-      {{{"import", "hosts", at("rows.csv"), "--from-line", "2101"}, 0, "imported 401 records"}});
+  Result rest =
+      expectRows({{{"-q", "import", "hosts", at("rows.csv"), "--from-line", "2101"}, 0, ""}});
   EXPECT_EQ(rest.out.substr(0, 5), "2102\n");
   EXPECT_EQ(list(data("hosts")).size(), 2502u);
   EXPECT_EQ(readFile(data("hosts/2502")), "n2500|2500|");
@@ -35,6 +38,32 @@ TEST_F(ToolTest, ImportInBatchesSaysHowFarItGotAndGoesOnFromThere) {
                1,
                "line 2502: invalid value 'x|y'"}});
   EXPECT_EQ(list(data("hosts")).size(), 4502u);
+}
+
+// Input that cannot be read twice (a FIFO here, as a pipe, standard input and /dev/fd/N) is read
+// once, a row with a comma in the same batch as the others; output that fails ends the import
+// saying how far it got, as an interruption does.
+TEST_F(ToolTest, ImportReadsAFifoOnceAndSaysHowFarItGotWhenItsOutputFails) {
+  createDatabase();
+  ASSERT_EQ(mkfifo(at("rows.csv").c_str(), 0600), 0);
+  std::thread writer([&] { writeFile("rows.csv", "name,port\na,1\n\"b, \"\"c\"\"\",2\n"); });
+  Result got = run({"-q", "import", "hosts", at("rows.csv")});
+  writer.join();
+  EXPECT_EQ(got.out + got.err, "3\n4\n");
+  EXPECT_EQ(readFile(data("hosts/4")), "b, \"c\"|2|");
+  writeFile("more.csv", "name,port\nd,1\n");
+  // Standard output whose reader went away, as after "| head -1".
+  struct ClosedPipe : std::streambuf {
+    int overflow(int) override { return errno = EPIPE, EOF; }
+  } pipe;
+  std::ostream closed(&pipe);
+  std::ostringstream err;
+  EXPECT_EQ(taldb_cli::RunTool({"--root", db_, "import", "hosts", at("more.csv")}, closed, err), 1);
+  EXPECT_EQ(err.str(), "taldb: import hosts (" + at("more.csv") +
+                           "): 1 of 1 rows written, the last from line 2; rows after it not "
+                           "written: standard output could not be written (Broken pipe); add "
+                           "--from-line 3 to go on from there\n");
+  EXPECT_EQ(readFile(data("hosts/5")), "d|1|");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ TEST_F(ToolTest, ValuesWithCommasAreStoredAsGiven) {
       {{"update", "hosts", "1", "\"name=a, b\",port=8"}, 0, "(changed: name, port)"},
       // An update through the store keeps the comma of a column it does not assign.
       {{"update", "hosts", "1", "port=9"}, 0, "(changed: port)"},
-      {{"import", "hosts", at("rows.csv")}, 0, "10\n11\n12\nimported 3 records"},
+      {{"-q", "import", "hosts", at("rows.csv")}, 0, "10\n11\n12\n"},
       {{"get", "hosts", "3", "name"}, 0, "1 Main St, Springfield\n"},
       {{"list", "hosts", "port=2", "--format", "csv"}, 0, "11,\"1 Main St, Springfield\",2\n"},
       // What cannot be read as CSV, or stored at all, is refused.
@@ -78,7 +78,7 @@ TEST_F(ToolTest, BlanksTheStoreWouldDropAreRefusedUnlessTrimmed) {
   expectRows({{{"add", "hosts", " a b ,1", "--trim"}, 0, "3\n"},
               {{"add", "hosts", "\" c,d \",1", "--trim"}, 0, "4\n"},
               {{"update", "hosts", "1", "name = e ", "--trim"}, 0, "(changed: name)"},
-              {{"import", "hosts", "-", "--trim"}, 0, "5\n"}},
+              {{"-q", "import", "hosts", "-", "--trim"}, 0, "5\n"}},
              "name,port\n f ,1\n");
   EXPECT_EQ(readFile(data("hosts/3")) + readFile(data("hosts/4")) + readFile(data("hosts/1")) +
                 readFile(data("hosts/5")),

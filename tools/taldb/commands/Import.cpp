@@ -2,9 +2,12 @@
 // The file is streamed twice: once to check every row (so that a mistake in
 // its last line leaves the table as it was), once to write the rows in
 // batches through the store's group write, each batch durable before its ids
-// are printed. Memory holds a batch, never the file. An interrupted or failed
-// import says how far it got and how to go on from there.
+// are printed. Each row goes to the store as its values, so that a value with
+// a comma takes the same batch as any other. Memory holds a batch, never the
+// file. An interrupted or failed import says how far it got and how to go on
+// from there.
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,7 +45,9 @@ volatile sig_atomic_t g_interrupted = 0;
 void OnInterrupt(int) { g_interrupted = 1; }
 
 // SIGINT and SIGTERM end the import after the batch being written, so that
-// what it reports written is what the disk holds.
+// what it reports written is what the disk holds. SIGPIPE is ignored: a reader
+// of the ids that goes away ("| head -1") makes the next write of ids fail,
+// which ends the import the same way, saying how far it got.
 class InterruptGuard {
  public:
   InterruptGuard() {
@@ -51,14 +56,17 @@ class InterruptGuard {
     action.sa_handler = OnInterrupt;
     sigaction(SIGINT, &action, &oldInt_);
     sigaction(SIGTERM, &action, &oldTerm_);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, &oldPipe_);
   }
   ~InterruptGuard() {
     sigaction(SIGINT, &oldInt_, nullptr);
     sigaction(SIGTERM, &oldTerm_, nullptr);
+    sigaction(SIGPIPE, &oldPipe_, nullptr);
   }
 
  private:
-  struct sigaction oldInt_, oldTerm_;
+  struct sigaction oldInt_, oldTerm_, oldPipe_;
 };
 
 // "20,000"
@@ -68,17 +76,23 @@ std::string thousands(size_t count) {
   return digits;
 }
 
-// The input, read once to check and once to write. Standard input is kept in
-// a temporary file as it is checked, since it cannot be read twice.
+// The input, read once to check and once to write. What cannot be read twice
+// (standard input, a pipe, a FIFO, process substitution's /dev/fd/N) is kept
+// in a temporary file as it is read the first time.
 class Input {
  public:
   Input(Context& ctx, const std::string& file, bool twice) : ctx_(ctx), file_(file) {
     if (file == "-") {
       stream_ = &ctx.in();
-      if (twice) spool();
+      if (twice) spool(ctx.in());
       return;
     }
     open(file);
+    struct stat status = {};
+    bool regular = stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    if (!regular && S_ISDIR(status.st_mode))
+      throw Failure("import: cannot read " + file + ": " + std::strerror(EISDIR));
+    if (twice && !regular) spool(*owned_);
   }
   ~Input() {
     if (!spooled_.empty()) unlink(spooled_.c_str());
@@ -93,14 +107,14 @@ class Input {
     if (!*owned_) throw Failure("import: cannot read " + path + ": " + std::strerror(errno));
     stream_ = owned_.get();
   }
-  void spool() {
-    if (!ctx_.keepInput(spooled_)) {
+  void spool(std::istream& from) {
+    if (!ctx_.keepInput(spooled_, &from)) {
       std::string why = std::strerror(errno);
       // Thrown from the constructor, the destructor does not run: the copy
       // goes first.
       if (!spooled_.empty()) unlink(spooled_.c_str());
-      throw Failure("import: cannot keep standard input in a temporary file " + spooled_ + ": " +
-                    why);
+      throw Failure("import: cannot keep " + (file_ == "-" ? "standard input" : file_) +
+                    " in a temporary file " + spooled_ + ": " + why);
     }
     open(spooled_);
   }
@@ -113,8 +127,11 @@ class Input {
 };
 
 // What the header says: for each cell, the table column it fills.
-std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::string>& columns,
-                               bool put, const std::string& source) {
+std::vector<int> headerColumns(const CsvRow& header, const TalDB::CTable& tableObject, bool put,
+                               const std::string& source) {
+  const std::vector<std::string> columns = columnNames(tableObject);
+  const std::vector<Kind> kinds = columnKinds(tableObject);
+  const std::string table = tableObject.name();
   std::vector<int> map;
   for (const std::string& name : header.cells) {
     int found = -1;
@@ -135,6 +152,14 @@ std::vector<int> headerColumns(const CsvRow& header, const std::vector<std::stri
     throw UsageError(source + " line " + std::to_string(header.line) +
                      ": with --put the header must name the first column, " + quoted(columns[0]) +
                      ", which holds the ids");
+  // A column left out stays empty, which an int or bigint column never is:
+  // refused once here rather than at every row.
+  for (size_t i = 1; i < columns.size(); ++i) {
+    if (kinds[i] == Kind::Text || std::find(map.begin(), map.end(), int(i)) != map.end()) continue;
+    throw UsageError(source + " line " + std::to_string(header.line) + ": the header leaves out " +
+                     table + "." + columns[i] + (kinds[i] == Kind::Int ? ", an " : ", a ") +
+                     kindWord(kinds[i]) + " column, which cannot be empty; name it in the header");
+  }
   return map;
 }
 
@@ -142,7 +167,6 @@ class Importer {
  public:
   Importer(Context& ctx, TalDB::CTable& table, const std::string& file)
       : ctx_(ctx), table_(table), source_(file == "-" ? "standard input" : file) {
-    for (const TalDB::CColumn* column : table.columns()) columns_.push_back(column->name());
     put_ = ctx.options().put;
     const std::string& from = ctx.options().fromLine;
     fromLine_ = from.empty() ? 0 : static_cast<size_t>(parseInteger(from, "--from-line"));
@@ -171,48 +195,41 @@ class Importer {
     filled_ = 0;
     start_ = std::chrono::steady_clock::now();
     InterruptGuard interrupts;
-    std::vector<std::string> texts, names;
+    std::vector<std::vector<std::string>> rows;
+    std::vector<std::string> names;
     std::vector<size_t> lines;
     while (const CsvRow* row = reader.next()) {
       if (row->line < fromLine_) continue;
-      std::vector<std::string> values;
       try {
-        values = valuesOf(*row);
+        rows.push_back(valuesOf(*row));
       } catch (const UsageError& error) {
         // Met only without the check of the whole file first.
         if (checkedAll) throw;
         stop(error.what());
       }
-      if (std::any_of(values.begin(), values.end(), holdsComma)) {
-        // No record text carries a comma: the row is written alone, through
-        // the columns, once the rows before it are written, so that a later
-        // row of the same id still replaces an earlier one.
-        while (!texts.empty()) writeBatch(texts, lines, names);
-        writeAlone(values, row->line);
-      } else {
-        texts.push_back(recordText({values.begin() + (put_ ? 0 : 1), values.end()}));
-        lines.push_back(row->line);
-        if (put_) names.push_back(values[0]);
-        if (texts.size() == kBatchRows || (put_ && repeats(names))) writeBatch(texts, lines, names);
-      }
+      lines.push_back(row->line);
+      if (put_) names.push_back(rows.back()[0]);
+      if (rows.size() == kBatchRows || (put_ && repeats(names))) writeBatch(rows, lines, names);
       if (g_interrupted) stop("interrupted");
     }
-    writeBatch(texts, lines, names);
+    writeBatch(rows, lines, names);
     if (progress_) ctx_.err() << "\r\033[K";
     if (written_ > 0) {
       ctx_.wrote("import " + std::string(table_.name()) + " (" + source_ + "): " +
                  plural(written_, "record was", "records were") + " written, the last from line " +
                  thousands(lastLine_) + "; 'taldb list " + table_.name() + "' shows their ids");
     }
-    ctx_.note() << "imported " << plural(written_, "record", "records") << " into " << table_.name()
-                << " from " << source_
-                << (put_ ? " (" + std::to_string(added_) + " added, " + std::to_string(replaced_) +
-                               " replaced)"
-                         : "")
-                << (filled_ ? "; " + plural(filled_, "row", "rows") +
-                                  " left trailing cells out, filled empty"
-                            : "")
-                << "\n";
+    // On standard error, so that standard output holds the ids alone.
+    if (ctx_.options().quiet) return;
+    ctx_.err() << "imported " << plural(written_, "record", "records") << " into " << table_.name()
+               << " from " << source_
+               << (put_ ? " (" + std::to_string(added_) + " added, " + std::to_string(replaced_) +
+                              " replaced)"
+                        : "")
+               << (filled_ ? "; " + plural(filled_, "row", "rows") +
+                                 " left trailing cells out, filled empty"
+                           : "")
+               << "\n";
   }
 
  private:
@@ -220,12 +237,12 @@ class Importer {
     const CsvRow* header = reader.next();
     if (header == nullptr)
       throw UsageError(source_ + " is empty: its first line must name columns");
-    map_ = headerColumns(*header, columns_, put_, source_);
+    map_ = headerColumns(*header, table_, put_, source_);
   }
 
-  // The values of a row, one per column in schema order (the first empty
-  // unless --put keeps the ids), as they will be stored, every one checked as
-  // add and put check it.
+  // The values of a row as they will be stored, one per column in schema
+  // order (without the first unless --put keeps the ids), every one checked
+  // as add and put check it.
   std::vector<std::string> valuesOf(const CsvRow& row) {
     try {
       if (row.cells.size() > map_.size()) {
@@ -235,35 +252,17 @@ class Importer {
       // A row may leave trailing cells out, as spreadsheets write them: they
       // are empty.
       filled_ += row.cells.size() < map_.size();
-      std::vector<std::string> values(columns_.size());
+      std::vector<std::string> values(table_.columns().size());
       for (size_t i = 0; i < row.cells.size(); ++i) {
         checkFieldValue(row.cells[i]);
         values[map_[i]] = row.cells[i];
       }
       if (put_) values[0] = std::to_string(parseRecordId(values[0]));
-      std::vector<std::string> stored = recordValues(
-          table_, {values.begin() + (put_ ? 0 : 1), values.end()}, put_, ctx_.options().trim);
-      if (!put_) stored.insert(stored.begin(), "");
-      return stored;
+      return recordValues(table_, {values.begin() + (put_ ? 0 : 1), values.end()}, put_,
+                          ctx_.options().trim);
     } catch (const UsageError& error) {
       throw UsageError(source_ + " line " + std::to_string(row.line) + ": " + error.what());
     }
-  }
-
-  // One row written through the columns, on disk before its id is printed.
-  void writeAlone(const std::vector<std::string>& values, size_t line) {
-    if (put_) ++(pathExists(joinPath(table_.path(), values[0])) ? replaced_ : added_);
-    int id = 0;
-    try {
-      id = writeThroughColumns(ctx_, table_, values, !put_, "line " + std::to_string(line));
-    } catch (const Failure& failure) {
-      stop(failure.what());
-    }
-    ctx_.out() << id << "\n";
-    ctx_.out().flush();
-    ++written_;
-    lastLine_ = line;
-    showProgress();
   }
 
   // Whether the last id of the batch is in it already: the batch is written
@@ -272,38 +271,62 @@ class Importer {
     return std::find(names.begin(), names.end() - 1, names.back()) != names.end() - 1;
   }
 
-  void writeBatch(std::vector<std::string>& texts, std::vector<size_t>& lines,
+  void writeBatch(std::vector<std::vector<std::string>>& rows, std::vector<size_t>& lines,
                   std::vector<std::string>& names) {
     // A repeated id waits for the next batch.
-    std::string carriedText, carriedName;
+    std::vector<std::string> carriedRow;
+    std::string carriedName;
     size_t carriedLine = 0;
     bool carry = put_ && !names.empty() && repeats(names);
     if (carry) {
-      carriedText = texts.back(), carriedName = names.back(), carriedLine = lines.back();
-      texts.pop_back(), names.pop_back(), lines.pop_back();
+      carriedRow = std::move(rows.back()), carriedName = names.back(), carriedLine = lines.back();
+      rows.pop_back(), names.pop_back(), lines.pop_back();
     }
-    if (!texts.empty()) {
+    if (!rows.empty()) {
       for (const std::string& name : names)
         ++(pathExists(joinPath(table_.path(), name)) ? replaced_ : added_);
-      std::vector<const char*> pointers;
-      for (const std::string& text : texts) pointers.push_back(text.c_str());
-      std::vector<int> ids(texts.size());
+      // Each row's values, in one array; then where each row's begin.
+      size_t width = rows[0].size();
+      values_.clear(), records_.clear();
+      for (const std::vector<std::string>& row : rows)
+        for (const std::string& value : row) values_.push_back(value.c_str());
+      static const char* const kNoValues[1] = {""};
+      for (size_t i = 0; i < rows.size(); ++i)
+        records_.push_back(width > 0 ? values_.data() + i * width : kNoValues);
+      std::vector<int> ids(rows.size());
       int done = 0;
-      int status = table_.addRecords(pointers.data(), static_cast<int>(pointers.size()), ids.data(),
-                                     !put_, &done);
-      for (int i = 0; i < done; ++i) ctx_.out() << ids[i] << "\n";
-      // Each batch's ids are out as soon as the batch is on disk.
-      ctx_.out().flush();
+      int status = table_.addRecordValues(records_.data(), static_cast<int>(rows.size()),
+                                          ids.data(), !put_, kLargestId, &done);
+      // Each batch's ids are out as soon as the batch is on disk; the reason
+      // of the first write that fails is kept before anything else can change
+      // errno.
+      int outError = 0;
+      errno = 0;
+      for (int i = 0; i < done && ctx_.out(); ++i) {
+        if (!(ctx_.out() << ids[i] << "\n")) outError = errno;
+      }
+      if (ctx_.out() && !ctx_.out().flush()) outError = errno;
       written_ += done;
       if (done > 0) lastLine_ = lines[done - 1];
+      // Refused before anything was written, as add refuses the id past the last.
+      if (status == 15) stop(noIdLeft("failed"));
       if (status != 0) {
         stop("failed (status " + std::to_string(status) + "): " + ctx_.log().explain(status));
       }
+      if (!ctx_.out()) {
+        // Said here, with how far the import got, rather than once more
+        // without it when the tool flushes its output at the end.
+        ctx_.out().clear();
+        stop("standard output could not be written" +
+             (outError != 0 ? std::string(" (") + std::strerror(outError) + ")" : std::string()));
+      }
       showProgress();
     }
-    texts.clear(), lines.clear(), names.clear();
-    if (carry)
-      texts.push_back(carriedText), names.push_back(carriedName), lines.push_back(carriedLine);
+    rows.clear(), lines.clear(), names.clear();
+    if (carry) {
+      rows.push_back(std::move(carriedRow)), names.push_back(carriedName);
+      lines.push_back(carriedLine);
+    }
   }
 
   void showProgress() {
@@ -334,13 +357,14 @@ class Importer {
   Context& ctx_;
   TalDB::CTable& table_;
   std::string source_;
-  std::vector<std::string> columns_;
   std::vector<int> map_;
   bool put_ = false;
   bool progress_ = false;
   size_t fromLine_ = 0;
   size_t total_ = 0, written_ = 0, lastLine_ = 0, filled_ = 0, added_ = 0, replaced_ = 0;
   std::chrono::steady_clock::time_point start_;
+  std::vector<const char*> values_;
+  std::vector<const char* const*> records_;
 };
 
 }  // namespace
@@ -368,7 +392,9 @@ const Command kImportCommand = {
     "TABLE FILE|- [--put] [--from-line N] [--batch-check]",
     "add the rows of a CSV file (or standard input)",
     "The first line names columns of the table, in any order; the columns it leaves out\n"
-    "stay empty, and so do trailing cells a row leaves out. Each row is added under the\n"
+    "stay empty, and so do trailing cells a row leaves out. An int or bigint column is\n"
+    "never empty, so a header that leaves one out is refused, naming it. FILE may be a\n"
+    "pipe or a FIFO, such as <(zcat rows.csv.gz). Each row is added under the\n"
     "next free id and the ids are printed; the header may name the first column only with\n"
     "--put, which keeps its values (0 to 2147483647) as the records' ids, replacing records\n"
     "of the same id, so that running the same --put import again is safe. Cells may be\n"
@@ -379,8 +405,9 @@ const Command kImportCommand = {
     "writes nothing. --batch-check reads the file once and checks each batch as it goes:\n"
     "a problem then ends the import with the rows before its batch written.\n"
     "Rows are written in batches of 2,000, each on disk before its ids are printed; on a\n"
-    "terminal a progress line shows on standard error (not with -q). An import that fails\n"
-    "or is interrupted says how many rows were written and the line of the last;\n"
+    "terminal a progress line shows on standard error (not with -q), where the summary\n"
+    "at the end goes too. An import that fails or is interrupted (Ctrl-C, or a reader of\n"
+    "the ids that goes away) says how many rows were written and the line of the last;\n"
     "--from-line N writes only the rows from line N of the file on, to go on from there.\n",
     2,
     2,

@@ -104,7 +104,8 @@ void Context::require(int status, const std::string& action) {
   log_.clear();
 }
 
-bool Context::keepInput(std::string& path) {
+bool Context::keepInput(std::string& path, std::istream* from) {
+  std::istream& in = from != nullptr ? *from : in_;
   const char* dir = std::getenv("TMPDIR");
   std::string pattern = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-input-XXXXXX";
   int fd = mkstemp(&pattern[0]);
@@ -113,7 +114,7 @@ bool Context::keepInput(std::string& path) {
   path = pattern;
   std::ofstream copy(path, std::ios::binary);
   char buffer[1 << 16];
-  while (in_.read(buffer, sizeof buffer) || in_.gcount() > 0) copy.write(buffer, in_.gcount());
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) copy.write(buffer, in.gcount());
   return static_cast<bool>(copy.flush());
 }
 
