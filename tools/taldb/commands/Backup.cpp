@@ -66,8 +66,6 @@ using TalDB::CColumn;
 using TalDB::CTable;
 
 constexpr const char kHeader[] = "taldb-backup 1";
-// Records per group write, as import writes them.
-constexpr size_t kBatchRecords = 2000;
 // The longest file name the file systems take.
 constexpr size_t kNameLimit = 255;
 // The marker of a restore under way, in the root beside "tal", where the

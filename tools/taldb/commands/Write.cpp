@@ -194,7 +194,7 @@ static int cmdSeed(Context& ctx) {
   };
   forEachSeedRecord(ctx, table, file, [&](int, const std::string& record) {
     batch.push_back(record);
-    if (batch.size() == 2000) write();
+    if (batch.size() == kBatchRecords) write();
   });
   if (!batch.empty()) write();
   ctx.note() << "seeded " << table.name() << " from " << file << ": "

@@ -8,6 +8,8 @@
 #ifndef TALDB_TOOL_SESSION_WRITES_H
 #define TALDB_TOOL_SESSION_WRITES_H
 
+#include <stddef.h>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +18,10 @@
 #include "session/Context.h"
 
 namespace taldb_cli {
+
+// The records one group write takes: a batch is on disk before its ids are
+// printed, and memory holds one batch, never a whole file.
+constexpr size_t kBatchRecords = 2000;
 
 // Whether a value holds a comma, so that no comma-separated text carries it.
 bool holdsComma(const std::string& value);
