@@ -45,7 +45,8 @@ volatile sig_atomic_t g_interrupted = 0;
 void OnInterrupt(int) { g_interrupted = 1; }
 
 // SIGINT and SIGTERM end the import after the batch being written, so that
-// what it reports written is what the disk holds. SIGPIPE is ignored: a reader
+// what it reports written is what the disk holds; a read they cut short ends
+// it too, before the row it gave. SIGPIPE is ignored: a reader
 // of the ids that goes away ("| head -1") makes the next write of ids fail,
 // which ends the import the same way, saying how far it got.
 class InterruptGuard {
@@ -178,12 +179,15 @@ class Importer {
   size_t check(std::istream& in) {
     CsvReader reader(in, source_);
     size_t rows = 0;
+    stopIfInterrupted();
     readHeader(reader);
     while (const CsvRow* row = reader.next()) {
+      stopIfInterrupted();
       if (row->line < fromLine_) continue;
       valuesOf(*row);
       ++rows;
     }
+    stopIfInterrupted();
     return rows;
   }
 
@@ -194,11 +198,11 @@ class Importer {
     total_ = total;
     filled_ = 0;
     start_ = std::chrono::steady_clock::now();
-    InterruptGuard interrupts;
     std::vector<std::vector<std::string>> rows;
     std::vector<std::string> names;
     std::vector<size_t> lines;
     while (const CsvRow* row = reader.next()) {
+      stopIfInterrupted();
       if (row->line < fromLine_) continue;
       try {
         rows.push_back(valuesOf(*row));
@@ -210,8 +214,8 @@ class Importer {
       lines.push_back(row->line);
       if (put_) names.push_back(rows.back()[0]);
       if (rows.size() == kBatchRows || (put_ && repeats(names))) writeBatch(rows, lines, names);
-      if (g_interrupted) stop("interrupted");
     }
+    stopIfInterrupted();
     writeBatch(rows, lines, names);
     if (progress_) ctx_.err() << "\r\033[K";
     if (written_ > 0) {
@@ -342,6 +346,12 @@ class Importer {
     ctx_.err().flush();
   }
 
+  // A signal that arrived during a read cut that read short: the row it gave
+  // and the rows after it are not written.
+  void stopIfInterrupted() {
+    if (g_interrupted) stop("interrupted");
+  }
+
   // Ends the import with how far it got and how to go on.
   [[noreturn]] void stop(const std::string& why) {
     if (progress_) ctx_.err() << "\r\033[K";
@@ -375,6 +385,10 @@ static int cmdImport(Context& ctx) {
   // a mistake then ends the import where it stands, with the rows before it
   // written, as an interruption does.
   bool checkFirst = !ctx.options().batchCheck;
+  // From the first reading on, so that Ctrl-C while standard input is kept
+  // or the rows are checked also ends the import saying so, and the copy
+  // of the input goes with it.
+  InterruptGuard interrupts;
   Input input(ctx, ctx.arg(1), checkFirst);
   Importer importer(ctx, table, ctx.arg(1));
   size_t total = 0;
