@@ -20,11 +20,13 @@
 #include <memory>
 
 #include "base/Errors.h"
+#include "base/StopSignals.h"
 #include "base/Text.h"
 #include "commands/Command.h"
 #include "input/Arguments.h"
 #include "input/ColumnRules.h"
 #include "input/CsvReader.h"
+#include "input/InputFile.h"
 #include "input/SchemaChecks.h"
 #include "output/Rows.h"
 #include "session/Context.h"
@@ -36,96 +38,6 @@
 namespace taldb_cli {
 
 namespace {
-
-// Rows per group write: large enough that the two flushes of a batch cost
-// little per row, small enough that memory stays a few megabytes.
-constexpr size_t kBatchRows = 2000;
-
-volatile sig_atomic_t g_interrupted = 0;
-void OnInterrupt(int) { g_interrupted = 1; }
-
-// SIGINT and SIGTERM end the import after the batch being written, so that
-// what it reports written is what the disk holds; a read they cut short ends
-// it too, before the row it gave. SIGPIPE is ignored: a reader
-// of the ids that goes away ("| head -1") makes the next write of ids fail,
-// which ends the import the same way, saying how far it got.
-class InterruptGuard {
- public:
-  InterruptGuard() {
-    g_interrupted = 0;
-    struct sigaction action = {};
-    action.sa_handler = OnInterrupt;
-    sigaction(SIGINT, &action, &oldInt_);
-    sigaction(SIGTERM, &action, &oldTerm_);
-    action.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &action, &oldPipe_);
-  }
-  ~InterruptGuard() {
-    sigaction(SIGINT, &oldInt_, nullptr);
-    sigaction(SIGTERM, &oldTerm_, nullptr);
-    sigaction(SIGPIPE, &oldPipe_, nullptr);
-  }
-
- private:
-  struct sigaction oldInt_, oldTerm_, oldPipe_;
-};
-
-// "20,000"
-std::string thousands(size_t count) {
-  std::string digits = std::to_string(count);
-  for (int at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) digits.insert(at, ",");
-  return digits;
-}
-
-// The input, read once to check and once to write. What cannot be read twice
-// (standard input, a pipe, a FIFO, process substitution's /dev/fd/N) is kept
-// in a temporary file as it is read the first time.
-class Input {
- public:
-  Input(Context& ctx, const std::string& file, bool twice) : ctx_(ctx), file_(file) {
-    if (file == "-") {
-      stream_ = &ctx.in();
-      if (twice) spool(ctx.in());
-      return;
-    }
-    open(file);
-    struct stat status = {};
-    bool regular = stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    if (!regular && S_ISDIR(status.st_mode))
-      throw Failure("import: cannot read " + file + ": " + std::strerror(EISDIR));
-    if (twice && !regular) spool(*owned_);
-  }
-  ~Input() {
-    if (!spooled_.empty()) unlink(spooled_.c_str());
-  }
-  std::istream& stream() { return *stream_; }
-  // Back to the beginning, for the second reading.
-  void rewind() { open(spooled_.empty() ? file_ : spooled_); }
-
- private:
-  void open(const std::string& path) {
-    owned_.reset(new std::ifstream(path, std::ios::binary));
-    if (!*owned_) throw Failure("import: cannot read " + path + ": " + std::strerror(errno));
-    stream_ = owned_.get();
-  }
-  void spool(std::istream& from) {
-    if (!ctx_.keepInput(spooled_, &from)) {
-      std::string why = std::strerror(errno);
-      // Thrown from the constructor, the destructor does not run: the copy
-      // goes first.
-      if (!spooled_.empty()) unlink(spooled_.c_str());
-      throw Failure("import: cannot keep " + (file_ == "-" ? "standard input" : file_) +
-                    " in a temporary file " + spooled_ + ": " + why);
-    }
-    open(spooled_);
-  }
-
-  Context& ctx_;
-  std::string file_;
-  std::string spooled_;
-  std::istream* stream_ = nullptr;
-  std::unique_ptr<std::ifstream> owned_;
-};
 
 // What the header says: for each cell, the table column it fills.
 std::vector<int> headerColumns(const CsvRow& header, const TalDB::CTable& tableObject, bool put,
@@ -213,7 +125,7 @@ class Importer {
       }
       lines.push_back(row->line);
       if (put_) names.push_back(rows.back()[0]);
-      if (rows.size() == kBatchRows || (put_ && repeats(names))) writeBatch(rows, lines, names);
+      if (rows.size() == kBatchRecords || (put_ && repeats(names))) writeBatch(rows, lines, names);
     }
     stopIfInterrupted();
     writeBatch(rows, lines, names);
@@ -349,7 +261,10 @@ class Importer {
   // A signal that arrived during a read cut that read short: the row it gave
   // and the rows after it are not written.
   void stopIfInterrupted() {
-    if (g_interrupted) stop("interrupted");
+    // A reader of the ids that went away makes the next write of ids fail,
+    // which ends the import saying so; the other signals end it here.
+    int caught = StopSignals::caught();
+    if (caught != 0 && caught != SIGPIPE) stop(StopSignals::describe());
   }
 
   // Ends the import with how far it got and how to go on.
@@ -388,15 +303,12 @@ static int cmdImport(Context& ctx) {
   // From the first reading on, so that Ctrl-C while standard input is kept
   // or the rows are checked also ends the import saying so, and the copy
   // of the input goes with it.
-  InterruptGuard interrupts;
-  Input input(ctx, ctx.arg(1), checkFirst);
+  StopSignals stops(true);
+  InputFile input("import", ctx.arg(1), ctx.in(), checkFirst);
   Importer importer(ctx, table, ctx.arg(1));
   size_t total = 0;
-  if (checkFirst) {
-    total = importer.check(input.stream());
-    input.rewind();
-  }
-  importer.write(input.stream(), total, checkFirst);
+  if (checkFirst) total = importer.check(input.rewind());
+  importer.write(input.rewind(), total, checkFirst);
   return kExitOk;
 }
 

@@ -18,11 +18,15 @@
 
 namespace taldb_cli {
 
-InputFile::InputFile(const std::string& command, const std::string& file, std::istream& in)
+InputFile::InputFile(const std::string& command, const std::string& file, std::istream& in,
+                     bool again)
     : command_(command), source_(file == "-" ? std::string("standard input") : file) {
   try {
     if (file == "-") {
-      keep(-1, &in);
+      if (again)
+        keep(-1, &in);
+      else
+        once_ = &in;
       return;
     }
     // A FIFO waits here for its writer; a stop ends the wait.
@@ -39,7 +43,7 @@ InputFile::InputFile(const std::string& command, const std::string& file, std::i
       close(fd);
       fail("cannot read " + file, error);
     }
-    if (S_ISREG(st.st_mode)) {
+    if (S_ISREG(st.st_mode) || !again) {
       // Read again through the descriptor, so that every reading reads the
       // same file even if another takes its name meanwhile.
       fd_ = fd;
@@ -60,6 +64,7 @@ InputFile::~InputFile() {
 }
 
 std::istream& InputFile::rewind() {
+  if (once_ != nullptr) return *once_;
   stream_.reset(new std::ifstream(path_, std::ios::binary));
   if (!*stream_) fail("cannot read " + (spooled_.empty() ? source_ : spooled_), errno);
   return *stream_;

@@ -17,13 +17,16 @@ namespace taldb_cli {
 // carry errno's text; a signal of StopSignals ends the copy.
 class InputFile {
  public:
-  // in is what "-" reads.
-  InputFile(const std::string& command, const std::string& file, std::istream& in);
+  // in is what "-" reads. Without again the input is read only once, as it
+  // comes, and nothing is kept.
+  InputFile(const std::string& command, const std::string& file, std::istream& in,
+            bool again = true);
   ~InputFile();
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  // Back at the beginning: the stream that reads the input.
+  // Back at the beginning: the stream that reads the input (once only, when
+  // it is not to be read again).
   std::istream& rewind();
   // "standard input" or the file's name, for messages.
   const std::string& source() const { return source_; }
@@ -37,6 +40,7 @@ class InputFile {
 
   std::string command_, path_, source_, spooled_;
   std::unique_ptr<std::istream> stream_;
+  std::istream* once_ = nullptr;  // "-" read as it comes
   int fd_ = -1;
 };
 

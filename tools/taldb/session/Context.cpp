@@ -104,20 +104,6 @@ void Context::require(int status, const std::string& action) {
   log_.clear();
 }
 
-bool Context::keepInput(std::string& path, std::istream* from) {
-  std::istream& in = from != nullptr ? *from : in_;
-  const char* dir = std::getenv("TMPDIR");
-  std::string pattern = std::string(dir != nullptr && *dir ? dir : "/tmp") + "/taldb-input-XXXXXX";
-  int fd = mkstemp(&pattern[0]);
-  if (fd < 0) return false;
-  close(fd);
-  path = pattern;
-  std::ofstream copy(path, std::ios::binary);
-  char buffer[1 << 16];
-  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) copy.write(buffer, in.gcount());
-  return static_cast<bool>(copy.flush());
-}
-
 std::vector<std::string> argsFrom(const Context& ctx, size_t first) {
   const std::vector<std::string>& args = ctx.args();
   return std::vector<std::string>(args.begin() + std::min(first, args.size()), args.end());

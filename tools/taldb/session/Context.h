@@ -33,11 +33,6 @@ class Context {
   std::ostream& err() { return err_; }
   // What "-" names as an input file: standard input, or a test's text.
   std::istream& in() { return in_; }
-  // Copies what in() (or from, when given) reads into a new temporary file,
-  // for a command that reads its input twice (check all of it, then write).
-  // path receives the file's name as soon as it exists, for the caller to
-  // remove; false, with errno, when it cannot be made or written.
-  bool keepInput(std::string& path, std::istream* from = nullptr);
   const std::vector<std::string>& args() const { return options_.args; }
   std::string arg(size_t index) const;
   LibraryLog& log() { return log_; }
