@@ -1,4 +1,5 @@
-// What an int or bigint column holds, written once. The store keeps every
+// Whether a value fits a column, written once: no "|", not longer than the
+// store keeps, and what an int or bigint column holds. The store keeps every
 // value as text and checks none of it; the tool holds its writes to this rule,
 // 'check' reports stored values that break it, and the exports lean on it: a
 // value that obeys it is the very text the number prints as, so JSON and SQL
