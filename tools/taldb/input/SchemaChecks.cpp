@@ -20,13 +20,6 @@ namespace {
 using TalDB::CColumn;
 using TalDB::CTable;
 
-// "hosts has 3 columns: id name port", the schema a refusal is measured by.
-std::string schemaText(const std::string& table, const std::vector<CColumn*>& columns) {
-  std::string text = table + " has " + plural(columns.size(), "column", "columns") + ":";
-  for (const CColumn* column : columns) text += std::string(" ") + column->name();
-  return text;
-}
-
 // Checks a record text against columns; first is the column of the first
 // value. A UsageError that starts with where.
 void checkRecordText(const std::string& where, const std::string& table,
@@ -126,6 +119,12 @@ bool readsBackWhole(const std::string& text) {
   std::string copy = text;
   TalDB::CUtils::trim(&copy[0]);
   return copy.c_str() == text && text.find('\n') == std::string::npos;
+}
+
+std::string schemaText(const std::string& table, const std::vector<CColumn*>& columns) {
+  std::string text = table + " has " + plural(columns.size(), "column", "columns") + ":";
+  for (const CColumn* column : columns) text += std::string(" ") + column->name();
+  return text;
 }
 
 }  // namespace taldb_cli

@@ -7,12 +7,15 @@
 #include <taldb/taldb.h>
 
 #include <string>
+#include <vector>
 
 namespace taldb_cli {
 
 // The record text given to addRecord: one value per column (the id first when
 // idFirst, else the columns after the first), each checked.
 void checkRecordValues(const TalDB::CTable& table, const std::string& text, bool idFirst);
+// "hosts has 3 columns: id name port", the schema a refusal is measured by.
+std::string schemaText(const std::string& table, const std::vector<TalDB::CColumn*>& columns);
 // Whether text reads back unchanged from a description file: create's reader
 // trims keys, values and section names (and seeding every value) with the
 // store's own notion of a blank, and a line feed would end the line.

@@ -27,14 +27,6 @@ std::string trimmed(std::string text) {
   return text.c_str();
 }
 
-// "hosts has 3 columns: id name port", what a count is measured by.
-std::string columnList(const CTable& table) {
-  std::string text = std::string(table.name()) + " has " +
-                     plural(table.columns().size(), "column", "columns") + ":";
-  for (const CColumn* column : table.columns()) text += std::string(" ") + column->name();
-  return text;
-}
-
 }  // namespace
 
 bool holdsComma(const std::string& value) { return value.find(',') != std::string::npos; }
@@ -54,8 +46,8 @@ std::vector<std::string> recordValues(const CTable& table, std::vector<std::stri
   size_t first = idFirst ? 0 : 1;
   size_t expected = columns.size() - std::min(first, columns.size());
   if (values.size() != expected) {
-    throw UsageError(columnList(table) + "; " + plural(values.size(), "value", "values") +
-                     " given for " +
+    throw UsageError(schemaText(table.name(), table.columns()) + "; " +
+                     plural(values.size(), "value", "values") + " given for " +
                      (first ? "the " + plural(expected, "column", "columns") + " after the first"
                             : "all of them, the id first"));
   }
@@ -81,7 +73,7 @@ std::vector<std::pair<std::string, std::string>> assignedValues(
                 "new id with 'put', then delete the old one";
     if (!problem.empty()) {
       throw UsageError("invalid assignment " + quoted(assignment.given) + ": " + problem + "; " +
-                       columnList(table) + "; write COLUMN=VALUE[,...]");
+                       schemaText(table.name(), table.columns()) + "; write COLUMN=VALUE[,...]");
     }
     std::string value =
         keptValue("invalid assignment: ", table.name(), column->name(), assignment.value, trim);
