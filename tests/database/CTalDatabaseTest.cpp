@@ -1,5 +1,6 @@
-// The catalogue's writes as a host sees them fail: a schema file that cannot
-// be made, a seed record the table refuses, and null arguments.
+// What a host sees when things fail: a schema file that cannot be made, a
+// seed record the table refuses, null arguments and a table without a lock,
+// paths past the limit, a directory iterator without a stream.
 #include <errno.h>
 
 #include "TempRoot.h"
@@ -23,4 +24,19 @@ TEST_F(DatabaseTest, FailuresReturnTheirCodes) {
   ASSERT_EQ(table.Open(), 0);
   EXPECT_EQ(table.safe_save(nullptr, "x|", 2), -1);
   EXPECT_EQ(table.safe_save(table.path(), nullptr, 2), -1);
+  EXPECT_EQ(table.safe_save(table.path(), "x|", -1), -1);
+  log_.take();
+  // A table object made without a lock refuses, and says why.
+  TalDB::CTable lockless;
+  EXPECT_EQ(lockless.records(), -1);
+  EXPECT_EQ(log_.take(), (Logs{Err(20, "Thread lock is not acquired, cannot proceed!")}));
+  // Paths are cut to 4094 characters, as every path of the store is.
+  TalDB::CTable deep(root_.c_str(), std::string(5000, 'n').c_str());
+  EXPECT_EQ(deep.Open(), 3);  // no schema file of that name
+  EXPECT_EQ(std::string(deep.path()).size(), 4094u);
+  // A directory iterator without a stream does nothing, whatever it is asked.
+  TalDB::CDirIterator never(at("never").c_str());
+  never.seek(3);
+  never.rewind();
+  EXPECT_EQ(never.read(), nullptr);
 }
