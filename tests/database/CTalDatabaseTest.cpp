@@ -24,8 +24,11 @@ TEST_F(DatabaseTest, FailuresReturnTheirCodes) {
   ASSERT_EQ(table.Open(), 0);
   EXPECT_EQ(table.safe_save(nullptr, "x|", 2), -1);
   EXPECT_EQ(table.safe_save(table.path(), nullptr, 2), -1);
-  EXPECT_EQ(table.safe_save(table.path(), "x|", -1), -1);
   log_.take();
+  // A negative length is refused before anything is made, without a word.
+  EXPECT_EQ(table.safe_save(table.path(), "x|", -1), -1);
+  EXPECT_TRUE(log_.take().empty());
+  EXPECT_FALSE(exists("tal/database/a.tmp"));
   // A table object made without a lock refuses, and says why.
   TalDB::CTable lockless;
   EXPECT_EQ(lockless.records(), -1);
