@@ -47,9 +47,16 @@ TEST_F(ToolTest, ImportReadsAFifoOnceAndSaysHowFarItGotWhenItsOutputFails) {
   createDatabase();
   ASSERT_EQ(mkfifo(at("rows.csv").c_str(), 0600), 0);
   std::thread writer([&] { writeFile("rows.csv", "name,port\na,1\n\"b, \"\"c\"\"\",2\n"); });
+  // The copy kept for the second reading goes with the import.
+  makeDir("tmp");
+  const char* tmpdir = getenv("TMPDIR");
+  std::string saved = tmpdir != nullptr ? tmpdir : "";
+  setenv("TMPDIR", at("tmp").c_str(), 1);
   Result got = run({"-q", "import", "hosts", at("rows.csv")});
+  tmpdir != nullptr ? setenv("TMPDIR", saved.c_str(), 1) : unsetenv("TMPDIR");
   writer.join();
   EXPECT_EQ(got.out + got.err, "3\n4\n");
+  EXPECT_TRUE(list("tmp").empty());
   EXPECT_EQ(readFile(data("hosts/4")), "b, \"c\"|2|");
   writeFile("more.csv", "name,port\nd,1\n");
   // Standard output whose reader went away, as after "| head -1".
