@@ -42,7 +42,9 @@ Disk Replay(const std::string& base, const Tree& start, const std::vector<fault:
   std::map<int, size_t> fds;              // descriptor -> file
   std::map<std::string, size_t> touched;  // directory -> calls up to its last directory operation
   auto rel = [&](const std::string& p) {
-    return p == base ? "." : p.compare(0, base.size() + 1, base + "/") == 0 ? p.substr(base.size() + 1) : "";
+    return p == base                                        ? "."
+           : p.compare(0, base.size() + 1, base + "/") == 0 ? p.substr(base.size() + 1)
+                                                            : "";
   };
   auto parent = [](const std::string& p) {
     return p.find('/') == std::string::npos ? "." : p.substr(0, p.rfind('/'));
@@ -85,7 +87,8 @@ Disk Replay(const std::string& base, const Tree& start, const std::vector<fault:
       std::map<std::string, size_t> names;
       for (const auto& [p, f] : d.names) names[Under(p, path) ? to + p.substr(path.size()) : p] = f;
       std::set<std::string> dirs;
-      for (const std::string& p : d.dirs) dirs.insert(Under(p, path) ? to + p.substr(path.size()) : p);
+      for (const std::string& p : d.dirs)
+        dirs.insert(Under(p, path) ? to + p.substr(path.size()) : p);
       d.names.swap(names), d.dirs.swap(dirs);
       touch(path), touch(to);
     } else if (c.call == fault::kUnlink) {
@@ -102,8 +105,9 @@ Disk Replay(const std::string& base, const Tree& start, const std::vector<fault:
 // would find fewer fields rather than a torn one; halfway when it has none.
 std::string Cut(const std::string& flushed, const std::string& data) {
   size_t bar = data.find('|', flushed.size());
-  size_t end = bar != std::string::npos && bar + 1 < data.size() ? bar + 1
-                                                                  : (flushed.size() + data.size()) / 2;
+  size_t end = bar != std::string::npos && bar + 1 < data.size()
+                   ? bar + 1
+                   : (flushed.size() + data.size()) / 2;
   return data.substr(0, std::max(end, flushed.size()));
 }
 

@@ -23,9 +23,7 @@ using Files = std::map<std::string, std::string>;  // relative path -> content
 struct Tree {
   std::set<std::string> dirs;  // relative paths; the root itself is implied
   Files files;
-  bool operator<(const Tree& o) const {
-    return dirs != o.dirs ? dirs < o.dirs : files < o.files;
-  }
+  bool operator<(const Tree& o) const { return dirs != o.dirs ? dirs < o.dirs : files < o.files; }
 };
 
 // The tree under base (the directories and files below it).

@@ -191,17 +191,18 @@ TEST_F(CrashConsistencyTest, EveryCutRecoversTheAcknowledgedRecords) {
     std::string first;
     std::set<std::pair<Allowed, powercut::Tree>> seen;
     powercut::Tree laid{kDirs, start};
-    powercut::ForEachCut(live, laid, calls_, [&](size_t k, const powercut::Tree& tree,
-                                                 const std::string& how) {
-      Allowed allowed = allowedAt(w, k);
-      if (!seen.insert({allowed, tree}).second) return;
-      ++states;
-      powercut::Lay(at("crash"), tree);
-      std::string problems = recover(allowed);
-      if (problems.empty() || ++failed > 5) return;
-      first += "\n  cut after call " + std::to_string(k) + " of " + std::to_string(calls_.size()) +
-               (k > 0 ? " (" + fault::text(calls_[k - 1]) + ")" : "") + ", " + how + ":" + problems;
-    });
+    powercut::ForEachCut(
+        live, laid, calls_, [&](size_t k, const powercut::Tree& tree, const std::string& how) {
+          Allowed allowed = allowedAt(w, k);
+          if (!seen.insert({allowed, tree}).second) return;
+          ++states;
+          powercut::Lay(at("crash"), tree);
+          std::string problems = recover(allowed);
+          if (problems.empty() || ++failed > 5) return;
+          first +=
+              "\n  cut after call " + std::to_string(k) + " of " + std::to_string(calls_.size()) +
+              (k > 0 ? " (" + fault::text(calls_[k - 1]) + ")" : "") + ", " + how + ":" + problems;
+        });
     EXPECT_EQ(failed, 0) << failed << " of " << states << " crash states of " << w.name
                          << " recover wrongly; the first:" << first;
   }

@@ -9,8 +9,8 @@
 #include <map>
 #include <thread>
 
-#include "base/Text.h"
 #include "ToolFixture.h"
+#include "base/Text.h"
 #include "table/SchemaSeal.h"
 
 namespace {

@@ -23,7 +23,7 @@ const char kDescription[] =
 
 struct Workload {
   const char* name;
-  bool made;                // a database created (not recorded) before the steps
+  bool made;                 // a database created (not recorded) before the steps
   std::vector<Names> steps;  // command lines after --root; "DESC" names the description file
 };
 
@@ -122,18 +122,21 @@ TEST_F(CreateCrashTest, EveryCutLeavesAWholeDatabaseOrNoneAfterOneRepair) {
     }
     int states = 0, failed = 0;
     std::string first;
-    powercut::ForEachCut(at("live"), states_[0], calls, [&](size_t k, const powercut::Tree& tree,
-                                                            const std::string& how) {
-      size_t done = 0;
-      while (done < ends.size() && ends[done] <= k) ++done;
-      size_t inFlight = done < ends.size() && k > (done == 0 ? 0 : ends[done - 1]) ? done + 1 : done;
-      ++states;
-      powercut::Lay(at("crash"), tree);
-      std::string problems = recover(w, done, inFlight);
-      if (problems.empty() || ++failed > 3) return;
-      first += "\n  cut after call " + std::to_string(k) + " of " + std::to_string(calls.size()) +
-               (k > 0 ? " (" + fault::text(calls[k - 1]) + ")" : "") + ", " + how + ":" + problems;
-    });
+    powercut::ForEachCut(
+        at("live"), states_[0], calls,
+        [&](size_t k, const powercut::Tree& tree, const std::string& how) {
+          size_t done = 0;
+          while (done < ends.size() && ends[done] <= k) ++done;
+          size_t inFlight =
+              done < ends.size() && k > (done == 0 ? 0 : ends[done - 1]) ? done + 1 : done;
+          ++states;
+          powercut::Lay(at("crash"), tree);
+          std::string problems = recover(w, done, inFlight);
+          if (problems.empty() || ++failed > 3) return;
+          first +=
+              "\n  cut after call " + std::to_string(k) + " of " + std::to_string(calls.size()) +
+              (k > 0 ? " (" + fault::text(calls[k - 1]) + ")" : "") + ", " + how + ":" + problems;
+        });
     EXPECT_EQ(failed, 0) << failed << " of " << states << " crash states of " << w.name
                          << " recover wrongly; the first:" << first;
   }

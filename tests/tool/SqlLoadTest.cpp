@@ -11,8 +11,8 @@
 
 #include <functional>
 
-#include "input/CsvReader.h"
 #include "ToolFixture.h"
+#include "input/CsvReader.h"
 
 namespace {
 
